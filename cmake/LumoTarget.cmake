@@ -1,0 +1,37 @@
+# What every target of ours is compiled with. Kept on the targets, never global, so that another project can take
+# this tree in with add_subdirectory.
+function(lumo_target target)
+  set_target_properties(${target} PROPERTIES
+    CXX_STANDARD 20 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF
+    POSITION_INDEPENDENT_CODE ON)
+  get_target_property(type ${target} TYPE)
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Wcast-qual -Wformat=2 -Werror
+    -Wno-gnu-zero-variadic-macro-arguments
+    # Crash reports name frames of every function, on 32-bit ARM too.
+    -funwind-tables -fno-omit-frame-pointer -fstack-protector-strong)
+  target_compile_definitions(${target} PRIVATE
+    LUMO_SYSROOT="${LUMO_SYSROOT}" _FILE_OFFSET_BITS=64 _TIME_BITS=64
+    $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+  if(LUMO_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${LUMO_SANITIZE} -fno-sanitize-recover=all)
+    target_link_options(${target} PRIVATE -fsanitize=${LUMO_SANITIZE})
+  endif()
+  if(type STREQUAL "EXECUTABLE" OR type STREQUAL "SHARED_LIBRARY")
+    target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now -Wl,--as-needed)
+  endif()
+  if(type STREQUAL "EXECUTABLE")
+    set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON)
+    target_link_options(${target} PRIVATE $<$<NOT:$<BOOL:${LUMO_SANITIZE}>>:-pie>)
+  endif()
+endfunction()
+
+# lumo_test(<name> SOURCES ... LIBS ...): a GoogleTest binary, one test a case in CTest.
+function(lumo_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  lumo_target(${name})
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+endfunction()
