@@ -16,7 +16,8 @@ class FlashError : public std::runtime_error {
 public:
     enum class Operation { Open, Query, Read, Erase, Write, Sync };
 
-    FlashError(Operation operation, const std::string& text) : std::runtime_error(text), _operation(operation) {}
+    FlashError(Operation operation, const std::string& text)
+        : std::runtime_error(text), _operation(operation) {}
 
     Operation operation() const { return _operation; }
 
@@ -24,9 +25,10 @@ private:
     Operation _operation;
 };
 
-// One opened destination of the flash map, as a run of bytes without holes: on NAND, bad blocks are left out and
-// everything after them moves down. Offsets and lengths are in bytes from its start. Every operation does all it was
-// asked to or throws FlashError. Used by one thread at a time; the destructor releases the device without syncing.
+// One opened destination of the flash map, as a run of bytes without holes: on NAND, bad blocks are left out
+// and everything after them moves down. Offsets and lengths are in bytes from its start. Every operation does
+// all it was asked to or throws FlashError. Used by one thread at a time; the destructor releases the device
+// without syncing.
 class FlashDevice {
 public:
     virtual ~FlashDevice() = default;
@@ -39,20 +41,20 @@ public:
     virtual std::uint32_t eraseSize() const = 0;
 
     virtual void read(std::uint64_t offset, std::span<std::byte> bytes) = 0;
-    // Prepares whole erase blocks for writing: offset is a multiple of eraseSize(), and so is length unless it
-    // reaches the end. On media that need no erasing it changes nothing.
+    // Prepares whole erase blocks for writing: offset is a multiple of eraseSize(), and so is length unless
+    // it reaches the end. On media that need no erasing it changes nothing.
     virtual void erase(std::uint64_t offset, std::uint64_t length) = 0;
-    // Writes bytes into erased space. offset is a multiple of eraseSize(), or the end of the write before it. The rest
-    // of a last, incomplete page is filled with 0xFF.
+    // Writes bytes into erased space. offset is a multiple of eraseSize(), or the end of the write before it.
+    // The rest of a last, incomplete page is filled with 0xFF.
     virtual void write(std::uint64_t offset, std::span<const std::byte> bytes) = 0;
-    // Returns when everything written is on the medium, and makes later reads come from there where the kernel
-    // allows it.
+    // Returns when everything written is on the medium, and makes later reads come from there where the
+    // kernel allows it.
     virtual void sync() = 0;
 };
 
-// Opens a destination for reading and writing with the implementation that fits what is there: an MTD character
-// device, a block device, or a regular file (which is created, and extended to its configured size, when missing or
-// short). Throws FlashError.
+// Opens a destination for reading and writing with the implementation that fits what is there: an MTD
+// character device, a block device, or a regular file (which is created, and extended to its configured size,
+// when missing or short). Throws FlashError.
 std::unique_ptr<FlashDevice> openFlash(const FlashTarget& target);
 
 } // namespace lumo

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace lumo {
+
+// Decodes one zstd frame (RFC 8878) piece by piece. Frames that want a window of more than 8 MiB are refused,
+// so that a package cannot make the decoder take memory at will. One thread at a time.
+class ZstdStream {
+public:
+    struct Step {
+        std::size_t consumed = 0;
+        std::size_t produced = 0;
+        bool failed = false;
+        std::string error;
+    };
+
+    ZstdStream();
+    ~ZstdStream();
+
+    // Decodes what it can of input into output. Nothing consumed and nothing produced: output is full, or the
+    // frame is over.
+    Step decode(std::span<const std::byte> input, std::span<std::byte> output);
+
+    // Whether the frame is over and everything it holds was produced.
+    bool finished() const { return _finished; }
+
+private:
+    struct Context;
+    std::unique_ptr<Context> _context;
+    bool _finished = false;
+};
+
+} // namespace lumo
