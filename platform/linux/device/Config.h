@@ -11,6 +11,10 @@
 
 namespace lumo {
 
+// The unit in which files and block devices are compared and rewritten unless something else is configured,
+// in bytes.
+constexpr std::uint32_t defaultEraseSize = 128 << 10;
+
 // One destination of the flash map.
 struct FlashTarget {
     enum class Kind { Device, File };
@@ -54,18 +58,21 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// Reads a configuration from JSON text. fileName names it in errors; its folder is what relative key paths refer to.
-// Relative flash files lie in the state directory. Throws ConfigError for unknown keys, missing ones, wrong types and
-// values out of range.
+// Reads a configuration from JSON text. fileName names it in errors; its folder is what relative paths of
+// keys and of the state directory refer to. Relative flash files, log files and frame folders lie in the
+// state directory. Throws ConfigError for text that is not JSON, keys that are unknown, missing or there
+// twice, wrong types and values out of range.
 Config parseConfig(const std::string& json, const std::string& fileName);
 
-// The configuration of a machine without any: device "LUMO-SIM", state and file-backed flash (targets "kernel" of
-// 32 MiB and "rootfs" of 512 MiB) under stateDir, server http://127.0.0.1:8080, unsigned packages accepted.
+// The configuration of a machine without any: device "LUMO-SIM", state and file-backed flash (targets
+// "kernel" of 32 MiB and "rootfs" of 512 MiB) under stateDir, server http://127.0.0.1:8080, unsigned packages
+// accepted.
 Config simulatedConfig(const std::string& stateDir);
 
-// Finds and reads this process's configuration: the file named by LUMO_PLATFORM, else /etc/lumo/platform.json, else
-// the simulated device under $XDG_STATE_HOME/lumo (or $HOME/.local/state/lumo). A file that is named or there but
-// cannot be used is an error, never a reason to fall back to the simulated device. Throws ConfigError.
+// Finds and reads this process's configuration: the file named by LUMO_PLATFORM, else /etc/lumo/platform.json
+// (below LUMO_SYSROOT, as the default state directory is), else the simulated device under
+// $XDG_STATE_HOME/lumo (or $HOME/.local/state/lumo). A file that is named or there but cannot be used is an
+// error, never a reason to fall back to the simulated device. Throws ConfigError.
 Config loadConfig();
 
 } // namespace lumo

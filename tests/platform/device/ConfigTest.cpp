@@ -1,0 +1,278 @@
+#include "platform/linux/device/Config.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+
+#include "tests/support/TempDir.h"
+
+namespace lumo {
+namespace {
+
+using support::TempDir;
+using support::writeFile;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+const std::string minimal =
+    R"({"device": {"id": "BOX"}, "updates": {"server": "https://u.example/lumo", "keys": ["k.pem"]}})";
+
+// The least configuration that is accepted, with one more member.
+std::string with(const std::string& member) {
+    return minimal.substr(0, minimal.size() - 1) + ", " + member + "}";
+}
+
+std::string withDevice(const std::string& device) {
+    return R"({"device": )" + device + R"(, "updates": {"server": "http://h", "allowUnsigned": true}})";
+}
+
+std::string withUpdates(const std::string& updates) {
+    return R"({"device": {"id": "BOX"}, "updates": )" + updates + "}";
+}
+
+std::string errorOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const ConfigError& error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+std::string parseErrorOf(const std::string& json) {
+    return errorOf([&] { parseConfig(json, "/etc/p.json"); });
+}
+
+TEST(ConfigTest, ReadsEveryKey) {
+    const Config config = parseConfig(R"({
+        "device":  {"id": "LUMO-4K", "mac": "00:1a:2B:3c:4d:5e", "stateDir": "/state"},
+        "updates": {"server": "file:///srv/updates//", "keys": ["/k/a.pem", "keys/b.pem"], "allowUnsigned": true},
+        "flash":   {"kernel": {"device": "/dev/mtd3"},
+                    "demo": {"file": "flash/demo.img", "size": 1099511627776, "eraseSize": 4096},
+                    "data": {"file": "/data.img", "size": 1}},
+        "display": {"backend": "none", "width": 1920, "height": 1080, "frames": "frames"},
+        "leds":    {"0": "/sys/class/leds/power", "255": "/sys/class/leds/status"},
+        "log":     {"level": 5, "file": "log"}})",
+                                      "/etc/lumo/platform.json");
+    EXPECT_FALSE(config.simulated);
+    EXPECT_EQ(config.deviceId, "LUMO-4K");
+    ASSERT_TRUE(config.mac);
+    EXPECT_EQ(config.mac->toString(), "00:1A:2B:3C:4D:5E");
+    EXPECT_EQ(config.stateDir, "/state");
+    EXPECT_EQ(config.server, "file:///srv/updates");
+    EXPECT_THAT(config.keys, ElementsAre("/k/a.pem", "/etc/lumo/keys/b.pem"));
+    EXPECT_TRUE(config.allowUnsigned);
+    EXPECT_EQ(config.flash.at("kernel").kind, FlashTarget::Kind::Device);
+    EXPECT_EQ(config.flash.at("kernel").path, "/dev/mtd3");
+    const FlashTarget& demo = config.flash.at("demo");
+    EXPECT_EQ(demo.kind, FlashTarget::Kind::File);
+    EXPECT_EQ(demo.path, "/state/flash/demo.img");
+    EXPECT_EQ(demo.size, 1099511627776u);
+    EXPECT_EQ(demo.eraseSize, 4096u);
+    EXPECT_EQ(config.flash.at("data").path, "/data.img");
+    EXPECT_EQ(config.flash.at("data").eraseSize, 131072u);
+    EXPECT_EQ(config.display.backend, "none");
+    EXPECT_EQ(config.display.width, 1920);
+    EXPECT_EQ(config.display.height, 1080);
+    EXPECT_EQ(config.display.frames, "/state/frames");
+    EXPECT_EQ(config.leds,
+              (std::map<int, std::string>{{0, "/sys/class/leds/power"}, {255, "/sys/class/leds/status"}}));
+    EXPECT_EQ(config.log.level, 5);
+    EXPECT_EQ(config.log.file, "/state/log");
+}
+
+TEST(ConfigTest, FillsInWhatIsLeftOut) {
+    const Config config = parseConfig(minimal, "/etc/p.json");
+    EXPECT_FALSE(config.mac);
+    EXPECT_EQ(config.stateDir, LUMO_SYSROOT "/var/lib/lumo");
+    EXPECT_FALSE(config.allowUnsigned);
+    EXPECT_EQ(config.display.backend, "headless");
+    EXPECT_EQ(config.display.width, 1280);
+    EXPECT_EQ(config.log.level, 3);
+    EXPECT_EQ(config.log.file, "");
+}
+
+TEST(ConfigTest, RelatesPathsToTheFolderOfAFileGivenRelatively) {
+    const Config config = parseConfig(minimal, "conf/p.json");
+    EXPECT_EQ(config.keys.at(0), (std::filesystem::current_path() / "conf/k.pem").string());
+}
+
+TEST(ConfigTest, NamesTheFileAndTheKeyOfWhatIsWrong) {
+    const std::string longName(65, 'n');
+
+    const struct {
+        std::string json;
+        std::string error;
+    } cases[] = {
+        {"[]", "the top level must be an object, not a list"},
+        {"{}", "device is missing"},
+        {with(R"("flesh": {})"),
+         "unknown key flesh (known here: device, updates, flash, display, leds, log)"},
+        {with(R"("log": {"a\u001b]": 1})"), "unknown key log.a\\x1B] (known here: level, file)"},
+        {withDevice("3"), "device must be an object, not a number"},
+        {withDevice("{}"), "device.id is missing"},
+        {withDevice(R"({"id": 7})"), "device.id must be a string, not a number"},
+        {withDevice(R"({"id": "../x"})"), "device.id must be named with 1 to 64 letters"},
+        {withDevice(R"({"id": ""})"), "device.id must be named"},
+        {withDevice(R"({"id": "a/b"})"), "device.id must be named"},
+        {withDevice(R"({"id": ")" + longName + "\"}"), "device.id must be named"},
+        {withDevice(R"({"id": "B", "mac": "00:11:22:33:44"})"), "device.mac must be \"auto\" or an address"},
+        {withDevice(R"({"id": "B", "mac": "00:11:22:33:44:-1"})"),
+         "device.mac must be \"auto\" or an address"},
+        {withDevice(R"({"id": "B", "stateDir": ""})"), "device.stateDir must not be empty"},
+        {withDevice(R"({"id": "B", "stateDir": "/a\u0000b"})"),
+         "device.stateDir must not contain control characters"},
+        {withUpdates(R"({"keys": ["k"]})"), "updates.server is missing"},
+        {withUpdates(R"({"server": "http://h"})"), "updates.keys must name at least one key"},
+        {withUpdates(R"({"server": "http://h", "keys": []})"), "updates.keys must name at least one key"},
+        {withUpdates(R"({"server": "http://h", "keys": "k"})"), "updates.keys must be a list, not a string"},
+        {withUpdates(R"({"server": "http://h", "keys": ["k", null]})"),
+         "updates.keys[1] must be a string, not null"},
+        {withUpdates(R"({"server": "http://h", "allowUnsigned": 1})"),
+         "updates.allowUnsigned must be true or false, not a number"},
+        {withUpdates(R"({"server": "ftp://h", "keys": ["k"]})"), "updates.server must begin with http://"},
+        {withUpdates(R"({"server": "https:///", "keys": ["k"]})"), "updates.server must begin with http://"},
+        {withUpdates(R"({"server": "file://host/x", "keys": ["k"]})"),
+         "updates.server must begin with http://"},
+        {withUpdates(R"({"server": "http://h/a b", "keys": ["k"]})"), "updates.server must be a URL"},
+        {withUpdates(R"({"server": "http://h/?a", "keys": ["k"]})"), "updates.server must be a URL"},
+        {with(R"("flash": {"a b": {"device": "/dev/x"}})"), "flash.a b must be named with 1 to 64 letters"},
+        {with(R"("flash": {"k": {}})"), "flash.k must have either \"device\" or \"file\""},
+        {with(R"("flash": {"k": {"device": "/d", "file": "f"}})"), "flash.k must have either"},
+        {with(R"("flash": {"k": {"device": "mtd3"}})"),
+         "flash.k.device must be an absolute path, not \"mtd3\""},
+        {with(R"("flash": {"k": {"device": "/d", "size": 1}})"),
+         "unknown key flash.k.size (known here: device)"},
+        {with(R"("flash": {"k": {"file": "f"}})"), "flash.k.size is missing"},
+        {with(R"("flash": {"k": {"file": "f", "size": 0}})"),
+         "flash.k.size must be a whole number from 1 to 1099511627776, not 0"},
+        {with(R"("flash": {"k": {"file": "f", "size": 1099511627777}})"),
+         "flash.k.size must be a whole number"},
+        {with(R"("flash": {"k": {"file": "f", "size": 1.5}})"), "not 1.5"},
+        {with(R"("flash": {"k": {"file": "f", "size": -1}})"), "not -1"},
+        {with(R"("flash": {"k": {"file": "f", "size": 1, "eraseSize": 256}})"),
+         "flash.k.eraseSize must be a whole"},
+        {with(R"("flash": {"k": {"file": "f", "size": 1, "eraseSize": 5000}})"),
+         "flash.k.eraseSize must be a power of two, not 5000"},
+        {with(R"("display": {"backend": "vga"})"), "display.backend must be \"headless\", \"window\""},
+        {with(R"("display": {"width": 8193})"),
+         "display.width must be a whole number from 1 to 8192, not 8193"},
+        {with(R"("display": {"height": 0})"), "display.height must be a whole number from 1 to 8192, not 0"},
+        {with(R"("leds": {"256": "/l"})"), "leds.256 must be named with an LED number from 0 to 255"},
+        {with(R"("leds": {"01": "/l"})"), "leds.01 must be named with an LED number"},
+        {with(R"("leds": {"-1": "/l"})"), "leds.-1 must be named with an LED number"},
+        {with(R"("leds": {"0": "l"})"), "leds.0 must be an absolute path"},
+        {with(R"("log": {"level": 6})"), "log.level must be a whole number from 1 to 5, not 6"},
+    };
+
+    for (const auto& [json, error] : cases) {
+        EXPECT_THAT(parseErrorOf(json), AllOf(StartsWith("/etc/p.json: "), HasSubstr(error))) << json;
+    }
+}
+
+TEST(ConfigTest, NamesThePlaceOfTextThatIsNotJson) {
+    const struct {
+        std::string json;
+        std::string error;
+    } cases[] = {
+        {"", "parse error at line 1, column 1"},
+        {"{\n  \"device\": {,}\n}", "parse error at line 2, column 14"},
+        {minimal + "x", "parse error at line 1"},
+        {"{\"a\": \"\xFF\"}", "parse error at line 1, column 8"},
+        {with(R"("log": {"level": 1e999})"), "1e999"},
+        {R"({"device": {"id": "A", "id": "B"}})", "the same key twice: device.id"},
+        {with(R"("log": {"x": [[{"y": 1, "y": 2}]]})"), "the same key twice: log.x.y"},
+        {std::string(1000000, '['), "nested more than 16 levels deep"},
+        {with("\"log\": " + std::string(16, '[') + std::string(16, ']')),
+         "nested more than 16 levels deep: log"},
+    };
+
+    for (const auto& [json, error] : cases) {
+        EXPECT_THAT(parseErrorOf(json), AllOf(StartsWith("/etc/p.json: "), HasSubstr(error)))
+            << json.substr(0, 200);
+    }
+}
+
+// Sets environment variables, and puts them back at the end. Null unsets.
+class Environment {
+public:
+    Environment(const char* platform, const char* stateHome, const char* home) {
+        set("LUMO_PLATFORM", platform);
+        set("XDG_STATE_HOME", stateHome);
+        set("HOME", home);
+    }
+
+    ~Environment() {
+        for (const auto& [name, value] : _before) {
+            apply(name, value ? value->c_str() : nullptr);
+        }
+    }
+
+private:
+    void set(const char* name, const char* value) {
+        const char* const before = std::getenv(name);
+        _before[name] = before == nullptr ? std::nullopt : std::optional<std::string>(before);
+        apply(name, value);
+    }
+
+    static void apply(const std::string& name, const char* value) {
+        if (value == nullptr) {
+            ::unsetenv(name.c_str());
+        } else {
+            ::setenv(name.c_str(), value, 1);
+        }
+    }
+
+    std::map<std::string, std::optional<std::string>> _before;
+};
+
+TEST(LoadConfigTest, ReadsTheFileNamedByTheEnvironment) {
+    const TempDir folder;
+    writeFile(folder.file("p.json"), minimal);
+    const Environment environment(folder.file("p.json").c_str(), nullptr, nullptr);
+    EXPECT_EQ(loadConfig().deviceId, "BOX");
+}
+
+TEST(LoadConfigTest, RefusesANamedFileThatCannotBeUsed) {
+    const TempDir folder;
+    std::filesystem::create_directory(folder.file("folder"));
+    writeFile(folder.file("large"), std::string((1 << 20) + 1, ' '));
+    writeFile(folder.file("broken"), "{");
+    for (const char* name : {"missing", "folder", "large", "broken"}) {
+        const std::string path = folder.file(name);
+        const Environment environment(path.c_str(), "/state", "/home");
+        EXPECT_THAT(errorOf([] { loadConfig(); }), HasSubstr(path)) << name;
+    }
+}
+
+TEST(LoadConfigTest, IsASimulatedDeviceWithoutAnyFile) {
+    const struct {
+        const char* stateHome;
+        const char* home;
+        const char* stateDir;
+    } cases[] = {
+        {"/state", "/home", "/state/lumo"},
+        {"", "/home", "/home/.local/state/lumo"},
+        {"relative", "/home", "/home/.local/state/lumo"},
+    };
+
+    for (const auto& [stateHome, home, stateDir] : cases) {
+        const Environment environment("", stateHome, home);
+        const Config config = loadConfig();
+        EXPECT_TRUE(config.simulated);
+        EXPECT_EQ(config.deviceId, "LUMO-SIM");
+        EXPECT_EQ(config.stateDir, stateDir);
+        EXPECT_EQ(config.flash.at("rootfs").path, std::string(stateDir) + "/flash/rootfs.img");
+        EXPECT_EQ(config.flash.at("rootfs").size, 512u << 20);
+        EXPECT_TRUE(config.allowUnsigned);
+    }
+    const Environment environment(nullptr, nullptr, nullptr);
+    EXPECT_THAT(errorOf([] { loadConfig(); }), HasSubstr("set HOME"));
+}
+
+} // namespace
+} // namespace lumo
