@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string>
+
+// The version of the utility, as its usage text names it.
+class LumoStbVersion {
+public:
+    static std::string getVersion();     // "4.3.15"
+    static std::string getVersionDate(); // day.month.year
+};
