@@ -1,0 +1,69 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "inc/private/pthread_helper.h"
+#include "src/system/TRLIST.h"
+
+// Translates an English phrase, optionally with values for its placeholders: tr("sec."),
+// tr("${1} from ${2} bytes", TRLIST(done, total)). xgettext collects the phrases by this name.
+#define tr(...) Translator::getInstance()->translate(__VA_ARGS__, __FILE__, __LINE__)
+
+// text with every from replaced by to, from left to right; inserted text is not searched again. from must not
+// be empty (nothing is replaced then).
+std::string replaceString(std::string text, const std::string& from, const std::string& to);
+
+// The texts of the program in the user's language: one per process. A phrase is the English text itself, byte
+// for byte; a line break in it is written as the two characters backslash and "n". What has no translation
+// comes back as it was given, so that an incomplete language still shows everything. Any thread may translate
+// at any time.
+class Translator {
+public:
+    // The only instance; it lives until the process ends.
+    static Translator* getInstance();
+
+    // The translation of phrase, or phrase itself. Nothing is put in for placeholders. file, line: the
+    // caller's place, for diagnostics only. A std::string is taken up to its first zero byte.
+    std::string translate(const char* phrase, const char* file, int line);
+    std::string translate(const std::string& phrase, const char* file, int line);
+
+    // The same with the placeholders ${1} to ${5} of the translation filled in from items. A placeholder that
+    // is not a number or names no item stays visible, and processing ends where a "${" is never closed.
+    // Inserted text is not searched for placeholders, but for its last character. A value that is empty and
+    // stands at the very start of the text ends processing.
+    std::string translate(const char* phrase, const TRLIST& items, const char* file, int line);
+    std::string translate(const std::string& phrase, const TRLIST& items, const char* file, int line);
+
+    // The code of the language loaded last, empty before. The reference is good until the next load.
+    const std::string& getCurrentLanguageCode() const { return _languageCode; }
+
+    // Records code as the user's choice for the next start, in /var/lumo/lang. Loads nothing; a file that
+    // cannot be written is ignored.
+    void setNewLanguageCode(std::string code);
+
+    // Corrects the obsolete code "ee" (a country) to "et" (its language) and records it as the user's choice.
+    // Leaves every other code alone.
+    void patchLangCode(std::string& code);
+
+private:
+    // Ordered by bytes; looked up without making a key.
+    using PhraseTable = std::map<std::string, std::string, std::less<>>;
+
+    Translator() = default;
+
+    // The translation of phrase, or phrase itself. With the lock held.
+    std::string find(const char* phrase) const;
+
+    static std::unique_ptr<Translator> _instance;
+
+    pthread_helper::mutex _lock{PTHREAD_MUTEX_RECURSIVE};
+
+    // Guarded by _lock.
+    PhraseTable _phrases;
+
+    // Written by a load under _lock, read between loads.
+    std::string _languageCode;
+};
