@@ -50,7 +50,7 @@ private:
     void noteKey(const std::string& key) {
         refuseControlCharacters(key);
         if (!_keys.back().insert(key).second) {
-            throw JsonError("the key \"" + key + "\" stands twice in one object");
+            throw JsonError("the key \"" + printable(key) + "\" stands twice in one object");
         }
     }
 
@@ -60,6 +60,11 @@ private:
 } // namespace
 
 nlohmann::json parseStrictJson(std::string_view text) {
+    // The parser takes a NUL between two tokens for the end of the text, and would not look behind it.
+    const auto nul = text.find('\0');
+    if (nul != std::string_view::npos) {
+        throw JsonError("a NUL byte at offset " + std::to_string(nul));
+    }
     Watcher watcher;
     try {
         return nlohmann::json::parse(text, std::ref(watcher));
@@ -68,8 +73,16 @@ nlohmann::json parseStrictJson(std::string_view text) {
         // number.
         const std::string what = error.what();
         const auto bracket = what.find("] ");
-        throw JsonError(bracket == std::string::npos ? what : what.substr(bracket + 2));
+        throw JsonError(printable(bracket == std::string::npos ? what : what.substr(bracket + 2)));
     }
+}
+
+std::string printable(std::string_view text) {
+    constexpr std::size_t longest = 200;
+    std::string result(text.substr(0, longest));
+    std::replace_if(
+        result.begin(), result.end(), [](char c) { return c < 0x20 || c > 0x7e; }, '?');
+    return text.size() > longest ? result + "..." : result;
 }
 
 } // namespace lumo

@@ -8,7 +8,7 @@
 
 namespace lumo {
 
-// Text that is not the JSON we accept; says what and at which byte.
+// Text that is not the JSON we accept; says what and at which byte, in one short line of printable ASCII.
 class JsonError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -18,5 +18,9 @@ public:
 // than 16 levels of nesting, and control characters in strings (NUL among them) are refused. Throws
 // JsonError. Pure.
 nlohmann::json parseStrictJson(std::string_view text);
+
+// Text from someone we do not trust, made fit for a log line: printable ASCII, the rest as '?', cut when it
+// is longer than 200 characters.
+std::string printable(std::string_view text);
 
 } // namespace lumo

@@ -91,7 +91,7 @@ public:
     void refuseOthers() const {
         for (const auto& entry : _json.items()) {
             if (!_used.contains(entry.key())) {
-                throw ManifestError("unknown key " + where(entry.key()).substr(0, 100));
+                throw ManifestError("unknown key " + printable(where(entry.key())));
             }
         }
     }
