@@ -1,0 +1,214 @@
+#include "platform/linux/firmware/BlockInstaller.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/linux/firmware/FirmwareError.h"
+#include "platform/linux/firmware/ReadAhead.h"
+#include "platform/linux/firmware/Throttle.h"
+
+namespace lumo {
+
+namespace {
+
+// What is compared of an erase block before it is read as a whole: other firmware differs early.
+constexpr std::uint64_t probeSize = 4096;
+// What is written or compared between two reports of progress.
+constexpr std::uint64_t sliceSize = 128 * 1024;
+
+using Operation = BlockInstaller::Operation;
+
+// Reports one operation's progress over so many bytes.
+class Meter {
+public:
+    Meter(const BlockInstaller::Progress& progress, Operation operation, std::uint64_t total)
+        : _progress(progress), _operation(operation), _total(total) {
+        at(0);
+    }
+
+    void at(std::uint64_t done) {
+        const double share = _total == 0 ? 0 : static_cast<double>(done) / static_cast<double>(_total);
+        const double percent = _throttle.step(100 * share);
+        if (percent >= 0) {
+            _progress(_operation, percent);
+        }
+    }
+
+    void add(std::uint64_t bytes) { at(_done += bytes); }
+
+    void finish() { _progress(_operation, 100); }
+
+private:
+    const BlockInstaller::Progress& _progress;
+    Operation _operation;
+    std::uint64_t _total;
+    std::uint64_t _done = 0;
+    Throttle _throttle;
+};
+
+} // namespace
+
+BlockInstaller::BlockInstaller(const Package& package, std::size_t index, FlashDevice& flash,
+                               Progress progress)
+    : _package(package),
+      _index(index),
+      _block(package.manifest().blocks[index]),
+      _flash(flash),
+      _progress(std::move(progress)) {}
+
+std::uint64_t BlockInstaller::eraseBlockEnd(std::uint64_t offset) const {
+    const std::uint64_t size = _flash.eraseSize();
+    return std::min<std::uint64_t>((offset / size + 1) * size, _block.size);
+}
+
+void BlockInstaller::checkUnchanged() {
+    Meter meter(_progress, STBFirmwareUpdater::OPERATION_CHECKSUM, _block.size);
+    if (!_package.isUnchanged(_index)) {
+        throw FirmwareError(OpenResult::Damaged, _package.url() + " was changed after it was checked");
+    }
+    meter.finish();
+}
+
+void BlockInstaller::markDifferent(std::uint64_t begin, std::uint64_t end) {
+    if (!_ranges.empty() && _ranges.back().end == begin) {
+        _ranges.back().end = end;
+    } else {
+        _ranges.push_back({begin, end});
+    }
+}
+
+void BlockInstaller::takeAll() {
+    _ranges.clear();
+    if (_block.size > 0) {
+        markDifferent(0, _block.size);
+    }
+}
+
+bool BlockInstaller::beginsEqual(std::uint64_t offset) {
+    const auto size = static_cast<std::size_t>(std::min(probeSize, eraseBlockEnd(offset) - offset));
+    std::byte ours[probeSize];
+    std::byte theirs[probeSize];
+    _package.readBlock(_index, offset, std::span(ours, size));
+    _flash.read(offset, std::span(theirs, size));
+    return std::memcmp(ours, theirs, size) == 0;
+}
+
+// The package is read ahead on another thread, so that only reading the flash and comparing take time here.
+void BlockInstaller::compareRange(const Range& range, const Verdict& verdict) {
+    ReadAhead reader([this](std::uint64_t offset,
+                            std::span<std::byte> bytes) { _package.readBlock(_index, offset, bytes); },
+                     range.begin, range.end);
+    _buffer.resize(sliceSize);
+    std::uint64_t offset = range.begin;
+    for (auto window = reader.next(); !window.empty(); window = reader.next()) {
+        while (!window.empty()) {
+            const auto size = static_cast<std::size_t>(
+                std::min<std::uint64_t>({window.size(), sliceSize, eraseBlockEnd(offset) - offset}));
+            _flash.read(offset, std::span(_buffer).first(size));
+            verdict(offset, offset + size, std::memcmp(_buffer.data(), window.data(), size) == 0);
+            offset += size;
+            window = window.subspan(size);
+        }
+    }
+}
+
+void BlockInstaller::compare() {
+    Meter meter(_progress, STBFirmwareUpdater::OPERATION_COMPARE, _block.size);
+    std::vector<Range> alike; // what begins equal, and has to be looked at as a whole
+    std::vector<Range> different;
+    for (std::uint64_t offset = 0; offset < _block.size; offset = eraseBlockEnd(offset)) {
+        std::vector<Range>& list = beginsEqual(offset) ? alike : different;
+        if (!list.empty() && list.back().end == offset) {
+            list.back().end = eraseBlockEnd(offset);
+        } else {
+            list.push_back({offset, eraseBlockEnd(offset)});
+        }
+    }
+    for (const Range& range : different) {
+        meter.add(range.end - range.begin);
+    }
+    const std::uint64_t eraseSize = _flash.eraseSize();
+    for (const Range& range : alike) {
+        compareRange(range, [&](std::uint64_t begin, std::uint64_t end, bool equal) {
+            const std::uint64_t blockBegin = begin / eraseSize * eraseSize;
+            if (!equal && (different.empty() || different.back().begin != blockBegin)) {
+                different.push_back({blockBegin, eraseBlockEnd(begin)});
+            }
+            meter.add(end - begin);
+        });
+    }
+    std::sort(different.begin(), different.end(),
+              [](const Range& a, const Range& b) { return a.begin < b.begin; });
+    _ranges.clear();
+    for (const Range& range : different) {
+        markDifferent(range.begin, range.end);
+    }
+    meter.finish();
+}
+
+std::uint64_t BlockInstaller::bytesToRewrite() const {
+    std::uint64_t bytes = 0;
+    for (const Range& range : _ranges) {
+        bytes += range.end - range.begin;
+    }
+    return bytes;
+}
+
+void BlockInstaller::erase() {
+    Meter meter(_progress, STBFirmwareUpdater::OPERATION_ERASE, bytesToRewrite());
+    const std::uint64_t eraseSize = _flash.eraseSize();
+    for (const Range& range : _ranges) {
+        for (std::uint64_t offset = range.begin; offset < range.end; offset += eraseSize) {
+            _flash.erase(offset, std::min<std::uint64_t>(eraseSize, _flash.size() - offset));
+            meter.add(std::min(eraseSize, range.end - offset));
+        }
+    }
+    meter.finish();
+}
+
+// Writing and reading back are one operation for whoever watches: the first half of it is writing.
+void BlockInstaller::write() {
+    Meter meter(_progress, STBFirmwareUpdater::OPERATION_WRITE, 2 * bytesToRewrite());
+    const auto advance = [&meter](std::uint64_t bytes) { meter.add(bytes); };
+    for (const Range& range : _ranges) {
+        writeRange(range, advance);
+    }
+    _flash.sync();
+    readBack(advance);
+    meter.finish();
+}
+
+void BlockInstaller::writeRange(const Range& range, const Advance& advance) {
+    ReadAhead reader([this](std::uint64_t offset,
+                            std::span<std::byte> bytes) { _package.readBlock(_index, offset, bytes); },
+                     range.begin, range.end);
+    std::uint64_t offset = range.begin;
+    for (auto window = reader.next(); !window.empty(); window = reader.next()) {
+        while (!window.empty()) {
+            const auto slice = window.first(std::min<std::size_t>(window.size(), sliceSize));
+            _flash.write(offset, slice);
+            offset += slice.size();
+            window = window.subspan(slice.size());
+            advance(slice.size());
+        }
+    }
+}
+
+void BlockInstaller::readBack(const Advance& advance) {
+    try {
+        for (const Range& range : _ranges) {
+            compareRange(range, [&](std::uint64_t begin, std::uint64_t end, bool equal) {
+                if (!equal) {
+                    throw VerifyError("block " + _block.name + " does not read back from " + _flash.name() +
+                                      ": it differs between byte " + std::to_string(begin) + " and " +
+                                      std::to_string(end));
+                }
+                advance(end - begin);
+            });
+        }
+    } catch (const FlashError& error) {
+        throw VerifyError(std::string("what was written cannot be read back: ") + error.what());
+    }
+}
+
+} // namespace lumo

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <stdexcept>
+#include <vector>
+
+#include "platform/STBFirmwareUpdater.h"
+#include "platform/linux/firmware/FlashDevice.h"
+#include "platform/linux/firmware/Package.h"
+
+namespace lumo {
+
+// What was written does not read back. The text names the block, the device and the place.
+class VerifyError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Brings one block of a package into its flash: compares erase block by erase block, then erases, writes and
+// reads back those that differ. Memory stays at a few windows however large the block is. Throws FlashError,
+// FirmwareError (the package cannot be read) and VerifyError. Main thread.
+class BlockInstaller {
+public:
+    using Operation = STBFirmwareUpdater::CurrentOperation;
+    // percent from 0 to 100; 100 once an operation.
+    using Progress = std::function<void(Operation operation, double percent)>;
+
+    // index: the block's place in the manifest. The flash is at least as large as the block.
+    BlockInstaller(const Package& package, std::size_t index, FlashDevice& flash, Progress progress);
+
+    // Makes sure that the bytes to be written are still those that were checked when the package was opened,
+    // when they were hashed: nobody wrote to the file since. Throws FirmwareError.
+    void checkUnchanged();
+    // Finds the erase blocks that differ from the package.
+    void compare();
+    // Takes all erase blocks as different.
+    void takeAll();
+
+    bool differs() const { return !_ranges.empty(); }
+
+    // The two steps of rewriting what differs, in this order. write() returns when it is on the medium and
+    // was read back from there.
+    void erase();
+    void write();
+
+private:
+    struct Range {
+        std::uint64_t begin; // multiple of the erase size
+        std::uint64_t end;   // likewise, or the end of the block
+    };
+
+    // Told each stretch that was looked at, and whether flash and package are equal there.
+    using Verdict = std::function<void(std::uint64_t begin, std::uint64_t end, bool equal)>;
+
+    using Advance = std::function<void(std::uint64_t bytes)>;
+
+    std::uint64_t eraseBlockEnd(std::uint64_t offset) const;
+    bool beginsEqual(std::uint64_t offset);
+    void compareRange(const Range& range, const Verdict& verdict);
+    void writeRange(const Range& range, const Advance& advance);
+    void readBack(const Advance& advance);
+    void markDifferent(std::uint64_t begin, std::uint64_t end);
+    std::uint64_t bytesToRewrite() const;
+
+    const Package& _package;
+    const std::size_t _index;
+    const ManifestBlock& _block;
+    FlashDevice& _flash;
+    const Progress _progress;
+    std::vector<Range> _ranges; // what differs, ascending, apart from each other
+    std::vector<std::byte> _buffer;
+};
+
+} // namespace lumo

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "platform/STBFirmwareFile.h"
+#include "platform/linux/device/Config.h"
+#include "platform/linux/firmware/HttpClient.h"
+#include "platform/linux/firmware/Manifest.h"
+#include "platform/linux/firmware/PackageFile.h"
+#include "platform/linux/firmware/PackageVerifier.h"
+
+namespace lumo {
+
+// A package that was found good: its manifest, and its bytes where nobody else can change them.
+class Package {
+public:
+    Package(std::string url, PackageFile file, Manifest manifest, std::string signer,
+            std::map<std::size_t, std::unique_ptr<DecodedBlock>> decoded);
+
+    const std::string& url() const { return _url; }
+
+    const Manifest& manifest() const { return _manifest; }
+
+    const std::string& signer() const { return _signer; } // key id; empty: unsigned
+
+    // The blocks as users of the platform library see them, by key.
+    std::map<std::string, STBFirmwareFile::Block> describeBlocks();
+
+    // Bytes of a block, decoded; offset and length within its size. Throws FirmwareError.
+    void readBlock(std::size_t index, std::uint64_t offset, std::span<std::byte> bytes) const;
+    // Bytes of a script, checked against the manifest again. Throws FirmwareError.
+    std::string readScript(std::size_t index) const;
+    // Whether the block's bytes can still be only those that were checked. When not, they must be hashed
+    // again.
+    bool isUnchanged(std::size_t index) const;
+
+    const PackageFile& file() const { return _file; }
+
+private:
+    std::string _url;
+    PackageFile _file;
+    Manifest _manifest;
+    std::string _signer;
+    std::map<std::size_t, std::unique_ptr<DecodedBlock>> _decoded;
+};
+
+// Receives what STBFirmwareFile::EventsListener is told.
+using OpenProgress = std::function<void(STBFirmwareFile::CurrentOperation operation, std::uint64_t total,
+                                        std::uint64_t done, double percent)>;
+
+// Fetches a package, checks it on the way, and logs its description. A file:// package is used where it lies
+// when nobody but root and the running user can write to it; otherwise it goes through a spool file, as a
+// download does. type: the type it must have; none accepts any. Throws FirmwareError.
+std::unique_ptr<Package> openPackage(const std::string& url, const Config& config,
+                                     const std::optional<std::string>& type, int timeoutSeconds,
+                                     const OpenProgress& progress);
+
+} // namespace lumo

@@ -1,0 +1,52 @@
+#include "platform/STBFirmwareFile.h"
+
+#include <exception>
+
+#include "platform/linux/device/Device.h"
+#include "platform/linux/device/Log.h"
+#include "platform/linux/firmware/FirmwareError.h"
+#include "platform/linux/firmware/FirmwareFileImpl.h"
+#include "platform/linux/firmware/Locations.h"
+
+#define LUMO_LOG_FILE "platform/linux/firmware/STBFirmwareFile"
+
+using namespace lumo;
+
+STBFirmwareFile::STBFirmwareFile(std::string url, EventsListener* listener) : _impl(new Impl) {
+    _impl->url = std::move(url);
+    _impl->listener = listener;
+}
+
+STBFirmwareFile::~STBFirmwareFile() {
+    delete _impl;
+}
+
+int STBFirmwareFile::open(int timeoutSeconds) {
+    const OpenProgress progress = [this](CurrentOperation operation, std::uint64_t total, std::uint64_t done,
+                                         double percent) {
+        if (_impl->listener != nullptr) {
+            _impl->listener->onFileOpenProgress(operation, static_cast<long long>(total),
+                                                static_cast<long long>(done), percent);
+        }
+    };
+    try {
+        if (_impl->opened) {
+            throw FirmwareError(OpenResult::Failed, _impl->url + ": opened twice");
+        }
+        _impl->opened = true;
+        _impl->package =
+            openPackage(_impl->url, deviceConfig(), requestedType(_impl->url), timeoutSeconds, progress);
+        _impl->blocks = _impl->package->describeBlocks();
+        return static_cast<int>(OpenResult::Opened);
+    } catch (const FirmwareError& error) {
+        LUMO_LOG(LogError, "%s", error.what());
+        return static_cast<int>(error.result());
+    } catch (const std::exception& error) {
+        LUMO_LOG(LogError, "%s: %s", _impl->url.c_str(), error.what());
+        return static_cast<int>(OpenResult::Failed);
+    }
+}
+
+const std::map<std::string, STBFirmwareFile::Block>& STBFirmwareFile::getBlocks() const {
+    return _impl->blocks;
+}
