@@ -44,8 +44,8 @@ public:
     // Prepares whole erase blocks for writing: offset is a multiple of eraseSize(), and so is length unless
     // it reaches the end. On media that need no erasing it changes nothing.
     virtual void erase(std::uint64_t offset, std::uint64_t length) = 0;
-    // Writes bytes into erased space. offset is a multiple of eraseSize(), or the end of the write before it.
-    // The rest of a last, incomplete page is filled with 0xFF.
+    // Writes bytes into erased space. offset is a multiple of eraseSize(), or the end of the write before it
+    // if that was whole pages. The rest of a last, incomplete page is filled with 0xFF.
     virtual void write(std::uint64_t offset, std::span<const std::byte> bytes) = 0;
     // Returns when everything written is on the medium, and makes later reads come from there where the
     // kernel allows it.

@@ -1,0 +1,174 @@
+#include "platform/linux/firmware/FlashMtd.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+
+#include <functional>
+
+#include "tests/platform/firmware/FlashTesting.h"
+#include "tests/platform/firmware/SimulatedMtd.h"
+
+namespace lumo {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::Each;
+using ::testing::HasSubstr;
+using Operation = FlashError::Operation;
+
+constexpr std::uint32_t block = 4096;
+
+SimulatedChip nand(std::uint64_t blocks) {
+    SimulatedChip chip;
+    chip.size = blocks * block;
+    chip.eraseSize = block;
+    chip.pageSize = 512;
+    return chip;
+}
+
+SimulatedChip nor(std::uint64_t blocks) {
+    SimulatedChip chip;
+    chip.type = MTD_NORFLASH;
+    chip.flags = MTD_CAP_NORFLASH;
+    chip.size = blocks * block;
+    chip.eraseSize = block;
+    return chip;
+}
+
+FlashMtd opened(SimulatedChip& chip) {
+    return {"/dev/mtd9", std::make_unique<SimulatedMtd>(chip)};
+}
+
+TEST(FlashMtdTest, LeavesBadBlocksOfNandOut) {
+    SimulatedChip chip = nand(8);
+    chip.badBlocks = {0, 3, 4, 7};
+    FlashMtd flash = opened(chip);
+    ASSERT_EQ(flash.size(), 4 * block);
+    const std::string bytes = pattern(4 * block);
+    flash.erase(0, flash.size());
+    put(flash, 0, bytes);
+    EXPECT_EQ(get(flash, 0, flash.size()), bytes);
+    EXPECT_EQ(get(flash, block - 100, block), bytes.substr(block - 100, block))
+        << "a read across a bad block";
+    const std::uint64_t good[] = {1, 2, 5, 6};
+    for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(chip.contentOf(good[i]), bytes.substr(i * block, block)) << "block " << good[i];
+    }
+    EXPECT_EQ(failureOf([&] { get(flash, flash.size() - 1, 2); }).operation, Operation::Read);
+}
+
+TEST(FlashMtdTest, FillsTheLastPageUp) {
+    SimulatedChip chip = nand(2);
+    FlashMtd flash = opened(chip);
+    const std::string bytes = pattern(block + 700);
+    put(flash, 0, bytes);
+    EXPECT_EQ(get(flash, 0, flash.size()), bytes + std::string(block - 700, '\xFF'));
+    EXPECT_TRUE(chip.writtenPages.contains(block / 512 + 1));
+    EXPECT_FALSE(chip.writtenPages.contains(block / 512 + 2)) << "a page beyond the data was written";
+}
+
+TEST(FlashMtdTest, CompletesShortAndInterruptedTransfers) {
+    for (SimulatedChip chip : {nand(4), nor(4)}) {
+        chip.longestTransfer = 512;
+        chip.interrupting = true;
+        FlashMtd flash = opened(chip);
+        const std::string bytes = pattern(2 * block + 300);
+        flash.erase(block, 3 * block);
+        put(flash, block, bytes);
+        EXPECT_EQ(get(flash, block, bytes.size()), bytes);
+    }
+}
+
+TEST(FlashMtdTest, NeverHandsOutWhatTheEccCouldNotCorrect) {
+    SimulatedChip chip = nand(4);
+    chip.badBlocks = {1};
+    chip.unreadablePages = {2 * block / 512 + 3};
+    chip.eccFailures = 7; // of reads before ours
+    FlashMtd flash = opened(chip);
+    EXPECT_EQ(get(flash, 0, block).size(), block);
+    const Failure failure = failureOf([&] { get(flash, 0, 3 * block); });
+    EXPECT_EQ(failure.operation, Operation::Read);
+    EXPECT_THAT(failure.text,
+                HasSubstr("cannot read 8192 bytes at 4096 of /dev/mtd9: 1 errors that the ECC"));
+}
+
+TEST(FlashMtdTest, RewritesOnlyWhatWasErased) {
+    SimulatedChip chip = nand(3);
+    FlashMtd flash = opened(chip);
+    put(flash, 0, pattern(3 * block));
+    flash.erase(block, block);
+    put(flash, block, std::string(block, 'n'));
+    EXPECT_EQ(get(flash, 0, 3 * block), pattern(3 * block).replace(block, block, std::string(block, 'n')));
+    EXPECT_EQ(failureOf([&] { put(flash, 0, "x"); }).operation, Operation::Write) << "not erased";
+    EXPECT_EQ(failureOf([&] { put(flash, 100, "x"); }).operation, Operation::Write) << "inside a page";
+    EXPECT_EQ(failureOf([&] { flash.erase(100, block); }).operation, Operation::Erase);
+    EXPECT_EQ(failureOf([&] { flash.erase(0, 100); }).operation, Operation::Erase);
+    EXPECT_EQ(failureOf([&] { flash.erase(2 * block, 2 * block); }).operation, Operation::Erase);
+}
+
+TEST(FlashMtdTest, NamesTheBlockThatCannotBeErased) {
+    SimulatedChip chip = nand(4);
+    chip.badBlocks = {0};
+    chip.unerasableBlocks = {2};
+    FlashMtd flash = opened(chip);
+    const Failure failure = failureOf([&] { flash.erase(0, 3 * block); });
+    EXPECT_EQ(failure.operation, Operation::Erase);
+    EXPECT_EQ(failure.text, "cannot erase 4096 bytes at 4096 of /dev/mtd9: Input/output error");
+}
+
+TEST(FlashMtdTest, ReachesBeyondFourGibibytes) {
+    SimulatedChip chip = nand(0);
+    chip.eraseSize = 1 << 20;
+    chip.size = (std::uint64_t(4) << 30) + 2 * chip.eraseSize;
+    FlashMtd flash = opened(chip);
+    ASSERT_EQ(flash.size(), chip.size);
+    const std::uint64_t place = chip.size - 2 * chip.eraseSize;
+    flash.erase(place - chip.eraseSize, 3 * chip.eraseSize);
+    put(flash, place, "beyond");
+    EXPECT_EQ(get(flash, place, 6), "beyond");
+    EXPECT_EQ(chip.contentOf(4096).substr(0, 6), "beyond");
+    EXPECT_EQ(chip.eraseRequests.back(), static_cast<unsigned long>(MEMERASE64));
+}
+
+TEST(FlashMtdTest, WritesRamWithoutErasing) {
+    SimulatedChip chip = nor(2);
+    chip.type = MTD_RAM;
+    chip.flags = MTD_CAP_RAM;
+    FlashMtd flash = opened(chip);
+    put(flash, 0, pattern(2 * block));
+    flash.erase(0, 2 * block);
+    put(flash, 0, std::string(2 * block, 'r'));
+    EXPECT_EQ(get(flash, 0, 2 * block), std::string(2 * block, 'r'));
+    EXPECT_TRUE(chip.eraseRequests.empty());
+}
+
+TEST(FlashMtdTest, RefusesWhatCannotBeWrittenOrAsked) {
+    const struct {
+        const char* what;
+        std::function<void(SimulatedChip&)> change;
+        Operation operation;
+        const char* text;
+    } cases[] = {
+        {"read-only", [](SimulatedChip& chip) { chip.flags = 0; }, Operation::Open, "read-only"},
+        {"ROM", [](SimulatedChip& chip) { chip.type = MTD_ROM; }, Operation::Open, "read-only"},
+        {"absent", [](SimulatedChip& chip) { chip.type = MTD_ABSENT; }, Operation::Open, "no chip"},
+        {"no erase size", [](SimulatedChip& chip) { chip.eraseSize = 0; }, Operation::Query, "geometry"},
+        {"odd pages", [](SimulatedChip& chip) { chip.pageSize = 600; }, Operation::Query, "pages of 600"},
+        {"no info", [](SimulatedChip& chip) { chip.failingRequests = {MEMGETINFO}; }, Operation::Query,
+         "error"},
+        {"no bad block table", [](SimulatedChip& chip) { chip.failingRequests = {MEMGETBADBLOCK}; },
+         Operation::Query, "whether block 0 is bad"},
+    };
+
+    for (const auto& [what, change, operation, text] : cases) {
+        SimulatedChip chip = nand(2);
+        change(chip);
+        const Failure failure = failureOf([&] { opened(chip); });
+        EXPECT_EQ(failure.operation, operation) << what;
+        EXPECT_THAT(failure.text, AllOf(HasSubstr("/dev/mtd9"), HasSubstr(text))) << what;
+    }
+}
+
+} // namespace
+} // namespace lumo
