@@ -43,13 +43,13 @@ public:
     NoPipeSignal(const NoPipeSignal&) = delete;
     NoPipeSignal& operator=(const NoPipeSignal&) = delete;
 
-    ~NoPipeSignal() {
-        if (!_wasPending) {
-            const timespec now{};
-            while (sigtimedwait(&_pipe, nullptr, &now) < 0 && errno == EINTR) {
-            }
+    ~NoPipeSignal() { pthread_sigmask(SIG_SETMASK, &_before, nullptr); }
+
+    // Takes back the signal of a write that just failed with EPIPE.
+    void discard() {
+        const timespec now{};
+        while (!_wasPending && sigtimedwait(&_pipe, nullptr, &now) < 0 && errno == EINTR) {
         }
-        pthread_sigmask(SIG_SETMASK, &_before, nullptr);
     }
 
 private:
@@ -59,7 +59,7 @@ private:
 };
 
 bool writeLine(int fd, std::string_view line) {
-    const NoPipeSignal guard;
+    NoPipeSignal signal;
     while (!line.empty()) {
         const ssize_t count = ::write(fd, line.data(), line.size());
         if (count >= 0) {
@@ -67,6 +67,9 @@ bool writeLine(int fd, std::string_view line) {
         } else if (errno == EAGAIN) {
             pollfd writable{fd, POLLOUT, 0};
             ::poll(&writable, 1, -1);
+        } else if (errno == EPIPE) {
+            signal.discard();
+            return false;
         } else if (errno != EINTR) {
             return false;
         }
@@ -157,6 +160,26 @@ __attribute__((format(printf, 1, 0))) std::string formatted(const char* format, 
     return text;
 }
 
+struct Origin {
+    const char* tag;
+    int level;
+    int line;
+    const char* file;
+};
+
+__attribute__((format(printf, 2, 0))) void log(const Origin& origin, const char* format, va_list arguments) {
+    const Config* const config = deviceConfigForLog();
+    const int highest = config == nullptr ? LogConfig().level : config->log.level;
+    if (origin.level > highest || format == nullptr) {
+        return;
+    }
+    std::string text = origin.tag == nullptr || *origin.tag == '\0' ? "" : std::string(origin.tag) + " ";
+    text +=
+        std::string(origin.file == nullptr ? "?" : origin.file) + ":" + std::to_string(origin.line) + ": ";
+    text += formatted(format, arguments);
+    sink().write(config, timeStamp() + " " + wordFor(origin.level) + " " + visibleText(text) + "\n");
+}
+
 } // namespace
 
 } // namespace lumo
@@ -165,22 +188,13 @@ __attribute__((format(printf, 1, 0))) std::string formatted(const char* format, 
 void STBLogger_log(const void*, const char* tag, int level, int line, const char* file, const char* format,
                    ...) {
     const int savedError = errno;
+    va_list arguments;
+    va_start(arguments, format);
     try {
-        const lumo::Config* const config = lumo::deviceConfigForLog();
-        if (level <= (config == nullptr ? lumo::LogConfig().level : config->log.level) && format != nullptr) {
-            va_list arguments;
-            va_start(arguments, format);
-            errno = savedError; // for "%m"
-            const std::string message = lumo::formatted(format, arguments);
-            va_end(arguments);
-            const std::string source = std::string(tag == nullptr || *tag == '\0' ? "" : tag) +
-                                       (tag == nullptr || *tag == '\0' ? "" : " ") +
-                                       (file == nullptr ? "?" : file) + ":" + std::to_string(line) + ": ";
-            lumo::sink().write(config, lumo::timeStamp() + " " + lumo::wordFor(level) + " " +
-                                           lumo::visibleText(source + message) + "\n");
-        }
-    } catch (...) {
+        lumo::log({tag, level, line, file}, format, arguments);
+    } catch (const std::exception&) {
         // Out of memory. The caller has its own way to find that out.
     }
+    va_end(arguments);
     errno = savedError;
 }
