@@ -3,16 +3,28 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <cstdio>
 #include <fstream>
+#include <iomanip>
 #include <mutex>
 #include <optional>
 #include <string_view>
+
+#include "platform/STBLogger.h"
+#include "src/system/LanguageFile.h"
+#include "src/system/LegacyParser.h"
+#include "src/system/MoCatalogue.h"
 
 std::unique_ptr<Translator> Translator::_instance;
 
 namespace {
 
 constexpr const char* storedCodePath = LUMO_SYSROOT "/var/lumo/lang";
+constexpr const char* languageFolder = LUMO_SYSROOT "/home/lumo/lang/";
+constexpr std::size_t maxCodeLength = 49;
+
+#define LOG(level, ...)                                                                                      \
+    STBLogger_log(this, "Translator", level, __LINE__, "src/system/Translator", __VA_ARGS__)
 
 // The number at the start of a placeholder's text, as an input stream reads an int: blanks before it and a
 // plus sign are skipped, what follows it does not matter, one that does not fit is none.
@@ -55,6 +67,20 @@ void substitute(std::string& text, const TRLIST& items) {
             position += static_cast<std::uint32_t>(item->str().size() - length);
         }
     }
+}
+
+// A catalogue's source phrase as the program writes it: without CR, with LF as a backslash and "n".
+std::string programText(std::string_view phrase) {
+    std::string text;
+    text.reserve(phrase.size());
+    for (const char byte : phrase) {
+        if (byte == '\n') {
+            text += "\\n";
+        } else if (byte != '\r') {
+            text += byte;
+        }
+    }
+    return text;
 }
 
 } // namespace
@@ -113,4 +139,123 @@ void Translator::patchLangCode(std::string& code) {
 std::string Translator::find(const char* phrase) const {
     const auto entry = _phrases.find(std::string_view(phrase));
     return entry != _phrases.end() ? entry->second : std::string(phrase);
+}
+
+bool Translator::loadSetupLanguageFile(const std::string& fallback) {
+    std::string code;
+    std::ifstream(storedCodePath) >> std::setw(maxCodeLength + 1) >> code;
+    if (!code.empty() && code.size() <= maxCodeLength) {
+        patchLangCode(code);
+        LOG(3, "Loading setup language: %s", code.c_str());
+        if (loadFile(languageFolder + code, code)) {
+            return true;
+        }
+    }
+    if (fallback.empty()) {
+        return false;
+    }
+    LOG(3, "Loading fallback language: %s", fallback.c_str());
+    return loadFile(languageFolder + fallback, fallback);
+}
+
+bool Translator::loadLanguageFile(std::string code) {
+    return !code.empty() && loadFile(languageFolder + code, code);
+}
+
+bool Translator::loadFile(const std::string& path, const std::string& code) {
+    if (path.find(".mo") != std::string::npos) {
+        return loadFileGettext(path, code);
+    }
+    if (path.find(".txt") != std::string::npos) {
+        return loadFileLegacy(path, code);
+    }
+    return LanguageFile::canBeOpened(path + ".mo") ? loadFileGettext(path + ".mo", code)
+                                                   : loadFileLegacy(path + ".txt", code);
+}
+
+bool Translator::loadFileLegacy(const std::string& path, const std::string& code) {
+    LOG(4, "Loading translation from Legacy format.");
+    std::string bytes;
+    if (LanguageFile::read(path, bytes) != LanguageFile::Result::Read) {
+        LOG(1, "Can't open file %s for language \"%s\"", path.c_str(), code.c_str());
+        return false;
+    }
+    replaceLanguage(readLegacy(bytes, path), code);
+    return true;
+}
+
+bool Translator::loadFileGettext(const std::string& path, const std::string& code) {
+    LOG(4, "Loading translation from MO.");
+    std::string bytes;
+    std::string reason;
+    switch (LanguageFile::read(path, bytes)) {
+    case LanguageFile::Result::NotThere:
+        break;
+    case LanguageFile::Result::CannotOpen:
+        reason = "Can't open file\n";
+        break;
+    case LanguageFile::Result::CannotRead:
+        reason = "Can't read data\n";
+        break;
+    case LanguageFile::Result::Read:
+        const auto parsed = MoCatalogue::parse(bytes);
+        if (const auto* catalogue = std::get_if<MoCatalogue>(&parsed)) {
+            replaceLanguage(readCatalogue(*catalogue, path), code);
+            return true;
+        }
+        reason = std::get<MoCatalogue::Error>(parsed).text + "\n";
+    }
+    fputs(reason.c_str(), stdout);
+    fflush(stdout);
+    LOG(1, "Could not parse MO file: \"%s\"", path.c_str());
+    return false;
+}
+
+PhraseTable Translator::readLegacy(const std::string& bytes, const std::string& path) const {
+    using Warning = LegacyParser::Warning;
+    const auto report = [&](Warning warning, int line, const std::string& phrase, const std::string& text) {
+        switch (warning) {
+        case Warning::MissingTranslation:
+            LOG(2, "Missing translation in file %s for phrase started at line %d (\"%s\")", path.c_str(),
+                line, phrase.c_str());
+            break;
+        case Warning::DuplicatePhrase:
+            LOG(2, "Duplicate original phrase in file %s, line %d (\"%s\")", path.c_str(), line,
+                phrase.c_str());
+            break;
+        case Warning::DuplicateTranslation:
+            LOG(2, "Duplicate translation in file %s, line %d (\"%s\" => \"%s\")", path.c_str(), line,
+                phrase.c_str(), text.c_str());
+            break;
+        }
+    };
+    return LegacyParser(report).parse(bytes);
+}
+
+PhraseTable Translator::readCatalogue(const MoCatalogue& catalogue, const std::string& path) const {
+    PhraseTable phrases;
+    for (std::uint32_t index = 0; index < catalogue.size(); ++index) {
+        std::string phrase = programText(catalogue.phrase(index));
+        const std::string_view translation = catalogue.translation(index);
+        if (phrase.empty()) {
+            LOG(1, "Original is empty!"); // the catalogue's header, as a rule
+            continue;
+        }
+        const std::size_t count = phrases.size();
+        // Catalogues are sorted, but for what programText changed.
+        const auto entry = phrases.emplace_hint(phrases.end(), std::move(phrase), translation);
+        if (phrases.size() == count) {
+            LOG(2, "Duplicate original phrase in file %s, \"%s\"", path.c_str(), entry->first.c_str());
+        } else if (translation.empty()) {
+            LOG(2, "Missing translation in file %s for phrase \"%s\"", path.c_str(), entry->first.c_str());
+            entry->second = entry->first;
+        }
+    }
+    return phrases;
+}
+
+void Translator::replaceLanguage(PhraseTable phrases, const std::string& code) {
+    const std::lock_guard guard(_lock);
+    _phrases.swap(phrases);
+    _languageCode = code;
 }

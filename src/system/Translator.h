@@ -1,11 +1,10 @@
 #pragma once
 
-#include <functional>
-#include <map>
 #include <memory>
 #include <string>
 
 #include "inc/private/pthread_helper.h"
+#include "src/system/PhraseTable.h"
 #include "src/system/TRLIST.h"
 
 // Translates an English phrase, optionally with values for its placeholders: tr("sec."),
@@ -15,6 +14,8 @@
 // text with every from replaced by to, from left to right; inserted text is not searched again. from must not
 // be empty (nothing is replaced then).
 std::string replaceString(std::string text, const std::string& from, const std::string& to);
+
+class MoCatalogue;
 
 // The texts of the program in the user's language: one per process. A phrase is the English text itself, byte
 // for byte; a line break in it is written as the two characters backslash and "n". What has no translation
@@ -48,14 +49,41 @@ public:
     // Leaves every other code alone.
     void patchLangCode(std::string& code);
 
-private:
-    // Ordered by bytes; looked up without making a key.
-    using PhraseTable = std::map<std::string, std::string, std::less<>>;
+    // Loads the language the user chose (corrected as above) or, when there is none or it cannot be loaded,
+    // fallback; an empty fallback loads nothing. For the start of the program. True when a language was
+    // loaded.
+    bool loadSetupLanguageFile(const std::string& fallback);
 
+    // Loads a language by its code from /home/lumo/lang/: the catalogue of GNU gettext (code.mo) or, where
+    // there is none, the text format (code.txt). False for an empty code.
+    bool loadLanguageFile(std::string code);
+
+    // Loads one file and makes code the current language code. The format is gettext's where path contains
+    // ".mo", the text format where it contains ".txt", anywhere in it; otherwise the one of path + ".mo" and
+    // path + ".txt" that is there. A successful load replaces all phrases at once; a failed one leaves
+    // phrases and code as they were, and says why on standard output or in the log.
+    bool loadFile(const std::string& path, const std::string& code);
+
+    // The text format: a source phrase on a line, its translation on the next one, then an empty line; "##"
+    // starts a comment. Entries that are not like that are logged as warnings. Fails only when the file
+    // cannot be read.
+    bool loadFileLegacy(const std::string& path, const std::string& code);
+
+    // The catalogue of GNU gettext (see MoCatalogue). In source phrases CR is dropped and LF becomes the
+    // backslash and "n" that the program's phrases have; translations stay as they are stored.
+    bool loadFileGettext(const std::string& path, const std::string& code);
+
+private:
     Translator() = default;
 
     // The translation of phrase, or phrase itself. With the lock held.
     std::string find(const char* phrase) const;
+
+    PhraseTable readLegacy(const std::string& bytes, const std::string& path) const;
+    PhraseTable readCatalogue(const MoCatalogue& catalogue, const std::string& path) const;
+
+    // Makes phrases and code the current language, all at once for translate.
+    void replaceLanguage(PhraseTable phrases, const std::string& code);
 
     static std::unique_ptr<Translator> _instance;
 

@@ -10,29 +10,27 @@
 
 #include "tests/support/TempDir.h"
 
-// For cases that use the device paths: gives each its turn, since cases run as processes side by side and
-// share one sysroot, and starts it without a stored language. Skips where the sysroot is this machine itself.
+// For cases that use the device paths: they share one sysroot, which belongs to the tests, and run as
+// processes side by side. Gives each its turn, and an empty sysroot to start with.
 class SysrootFixture : public testing::Test {
 protected:
     void SetUp() override {
-        if (std::string(LUMO_SYSROOT).empty()) {
-            GTEST_SKIP() << "the device paths are this machine's";
-        }
-        std::filesystem::create_directories(LUMO_SYSROOT "/var/lumo");
-        std::filesystem::create_directories(LUMO_SYSROOT "/home/lumo/lang");
-        _turn = open(LUMO_SYSROOT "/test-turn", O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        std::filesystem::create_directories(LUMO_SYSROOT);
+        _turn = open(LUMO_SYSROOT "/turn", O_RDWR | O_CREAT | O_CLOEXEC, 0600);
         ASSERT_EQ(flock(_turn, LOCK_EX), 0);
-        std::filesystem::remove_all(storedCode);
-    }
-
-    void TearDown() override {
-        if (_turn >= 0) {
-            std::filesystem::remove_all(storedCode);
-            close(_turn);
+        for (const char* folder : {"/var/lumo", "/home/lumo/lang"}) {
+            std::filesystem::remove_all(std::string(LUMO_SYSROOT) + folder);
+            std::filesystem::create_directories(std::string(LUMO_SYSROOT) + folder);
         }
     }
 
-    const std::filesystem::path storedCode = LUMO_SYSROOT "/var/lumo/lang";
+    void TearDown() override { close(_turn); }
+
+    static std::string languageFile(const std::string& name) {
+        return LUMO_SYSROOT "/home/lumo/lang/" + name;
+    }
+
+    const std::string storedCode = LUMO_SYSROOT "/var/lumo/lang";
 
 private:
     int _turn = -1;

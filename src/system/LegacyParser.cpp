@@ -1,0 +1,65 @@
+#include "src/system/LegacyParser.h"
+
+#include <algorithm>
+
+PhraseTable LegacyParser::parse(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const std::size_t end = std::min(bytes.find('\n'), bytes.size());
+        std::string_view line = bytes.substr(0, end);
+        bytes.remove_prefix(std::min(end + 1, bytes.size()));
+        ++_lineNumber;
+        if (line.ends_with('\r')) {
+            line.remove_suffix(1);
+        }
+        readLine(line);
+    }
+    return std::move(_phrases);
+}
+
+void LegacyParser::readLine(std::string_view line) {
+    if (line.empty()) {
+        endEntry();
+    } else if (line.starts_with("##")) {
+        return;
+    } else if (_expectingPhrase) {
+        readPhrase(line);
+    } else {
+        readTranslation(line);
+    }
+}
+
+void LegacyParser::endEntry() {
+    // Asked at every empty line: one that opens the file ends the entry of the empty phrase.
+    if (!_pendingIsKey) {
+        _report(Warning::MissingTranslation, _pendingLine, std::string(_pending), "");
+        insert(_pending);
+    }
+    _expectingPhrase = true;
+}
+
+void LegacyParser::readPhrase(std::string_view line) {
+    const auto place = _phrases.lower_bound(line);
+    if (place != _phrases.end() && place->first == line) {
+        // Its translation, on the next line, will be taken for a source phrase.
+        _report(Warning::DuplicatePhrase, _lineNumber, std::string(line), "");
+        return;
+    }
+    _pending = line;
+    _pendingLine = _lineNumber;
+    _pendingIsKey = false;
+    _pendingPlace = place;
+    _expectingPhrase = false;
+}
+
+void LegacyParser::readTranslation(std::string_view line) {
+    if (_pendingIsKey) {
+        _report(Warning::DuplicateTranslation, _lineNumber, std::string(_pending), std::string(line));
+    } else {
+        insert(line);
+    }
+}
+
+void LegacyParser::insert(std::string_view translation) {
+    _phrases.emplace_hint(_pendingPlace, _pending, translation);
+    _pendingIsKey = true;
+}

@@ -1,0 +1,71 @@
+#include "src/system/LegacyParser.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "src/system/Translator.h"
+
+namespace {
+
+using Warnings = std::vector<std::string>;
+
+struct Case {
+    const char* name;
+    std::string text;
+    PhraseTable phrases;
+    Warnings warnings;
+};
+
+void expectParsed(const Case& expected, const std::string& text) {
+    Warnings warnings;
+    const auto report = [&](LegacyParser::Warning warning, int line, const std::string& phrase,
+                            const std::string& translation) {
+        const char* names[] = {"missing", "duplicate phrase", "duplicate translation"};
+        warnings.push_back(names[static_cast<int>(warning)] + (" " + std::to_string(line)) + " " + phrase +
+                           (translation.empty() ? "" : " => " + translation));
+    };
+    EXPECT_EQ(LegacyParser(report).parse(text), expected.phrases) << expected.name;
+    EXPECT_EQ(warnings, expected.warnings) << expected.name;
+}
+
+TEST(LegacyParser, ReadsEveryEntryThatCanBeRead) {
+    const Case cases[] = {
+        {"empty file", "", {}, {}},
+        {"entries, comments, blanks",
+         "## German\nCancel\n## between\nAbbrechen\n\n\n\n two  words \nzwei\\nZeilen\n\n#\nx##",
+         {{"Cancel", "Abbrechen"}, {" two  words ", "zwei\\nZeilen"}, {"#", "x##"}},
+         {}},
+        {"empty line first", "\n\na\nA\n", {{"", ""}, {"a", "A"}}, {"missing 0 "}},
+        {"comment and empty line first", "##\n\n", {{"", ""}}, {"missing 0 "}},
+        {"no translation", "a\n\n\nb\nB\n", {{"a", "a"}, {"b", "B"}}, {"missing 1 a"}},
+        {"no translation at the end", "a\nA\n\nb", {{"a", "A"}}, {}},
+        {"only a comment as translation", "a\n##A\n\n", {{"a", "a"}}, {"missing 1 a"}},
+        {"second translation",
+         "a\nA\nAA\n##\nAAA\n\nb\nB",
+         {{"a", "A"}, {"b", "B"}},
+         {"duplicate translation 3 a => AA", "duplicate translation 5 a => AAA"}},
+        {"duplicate phrase, its translation becomes a phrase",
+         "Cancel\nAbbrechen\n\nCancel\nAnnuler\n\n",
+         {{"Cancel", "Abbrechen"}, {"Annuler", "Annuler"}},
+         {"duplicate phrase 4 Cancel", "missing 5 Annuler"}},
+        {"duplicate phrase alone is no entry",
+         "a\nA\n\na\n\nb\nB\n",
+         {{"a", "A"}, {"b", "B"}},
+         {"duplicate phrase 4 a"}},
+        {"duplicate phrase, two lines follow",
+         "a\nA\n\na\nx\ny\n",
+         {{"a", "A"}, {"x", "y"}},
+         {"duplicate phrase 4 a"}},
+    };
+    for (const Case& expected : cases) {
+        expectParsed(expected, expected.text);
+        expectParsed(expected, replaceString(expected.text, "\n", "\r\n"));
+    }
+}
+
+TEST(LegacyParser, RemovesOneCarriageReturnAtTheEndOnly) {
+    expectParsed({"", "", {{"a\rb\r", "A"}}, {}}, "a\rb\r\r\nA\r");
+}
+
+} // namespace
