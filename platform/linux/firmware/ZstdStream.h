@@ -8,7 +8,8 @@
 namespace lumo {
 
 // Decodes one zstd frame (RFC 8878) piece by piece. Frames that want a window of more than 8 MiB are refused,
-// so that a package cannot make the decoder take memory at will. One thread at a time.
+// so that a package cannot make the decoder take memory at will; what is refused does not depend on how the
+// frame is cut into pieces. One thread at a time.
 class ZstdStream {
 public:
     struct Step {
@@ -31,6 +32,7 @@ public:
 private:
     struct Context;
     std::unique_ptr<Context> _context;
+    std::size_t _magicSeen = 0; // bytes
     bool _finished = false;
 };
 
