@@ -50,6 +50,7 @@ PackageBuilder& PackageBuilder::rawBlock(const std::string& name, const std::str
     entry.size = static_cast<std::uint32_t>(content.size());
     entry.compression = compression;
     entry.sha256 = digestOf(content);
+    entry.storedSha256 = digestOf(stored);
     _blocks.push_back({entry, stored});
     return *this;
 }

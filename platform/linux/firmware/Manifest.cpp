@@ -136,6 +136,8 @@ ManifestBlock parseBlock(const Json& json, const std::string& path, std::uint64_
                             ", but the uncompressed block has " + std::to_string(block.size) + " bytes");
     }
     block.sha256 = object.digest("sha256");
+    block.storedSha256 =
+        block.compression == ManifestBlock::Compression::None ? block.sha256 : object.digest("storedSha256");
     object.refuseOthers();
     return block;
 }
@@ -267,7 +269,11 @@ std::string formatManifest(const Manifest& manifest) {
         entry["name"] = block.name;
         entry["target"] = block.target;
         entry["size"] = block.size;
-        entry["compression"] = block.compression == ManifestBlock::Compression::Zstd ? "zstd" : "none";
+        const bool compressed = block.compression == ManifestBlock::Compression::Zstd;
+        entry["compression"] = compressed ? "zstd" : "none";
+        if (compressed) {
+            entry["storedSha256"] = toHex(block.storedSha256);
+        }
         blocks.push_back(entry);
     }
     Json scripts = Json::array();

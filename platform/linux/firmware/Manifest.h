@@ -45,6 +45,9 @@ struct ManifestBlock {
     std::uint32_t size = 0; // bytes of the block itself
     Compression compression = Compression::None;
     Digest sha256{}; // of the block itself
+    // Of the bytes in the file. Equal to sha256 for an uncompressed block; a zstd frame can be changed in
+    // many ways and still decode to the same bytes.
+    Digest storedSha256{};
 };
 
 struct ManifestScript {

@@ -112,6 +112,7 @@ struct PackageVerifier::State {
     std::vector<Region> regions;
     std::size_t region = 0;
     Sha256 hash;
+    Sha256 storedHash; // of a compressed block's bytes in the file
     std::unique_ptr<ZstdStream> decoder;
     std::size_t decodedSize = 0;
     std::map<std::size_t, std::unique_ptr<DecodedBlock>> decoded;
@@ -127,6 +128,7 @@ private:
     void feedCompressed(std::span<const std::byte> bytes);
     void leaveFinishedRegions();
     void leaveRegion();
+    void compare(const Digest& digest, const Digest& wanted, const char* what) const;
     std::string regionName() const;
 };
 
@@ -288,6 +290,7 @@ void PackageVerifier::State::feedRegion(std::span<const std::byte> bytes) {
 }
 
 void PackageVerifier::State::feedCompressed(std::span<const std::byte> bytes) {
+    storedHash.update(bytes);
     const std::span<std::byte> whole = decoded[regions[region].index]->bytes();
     while (!bytes.empty()) {
         const std::span<std::byte> free = whole.subspan(decodedSize);
@@ -331,10 +334,14 @@ void PackageVerifier::State::leaveRegion() {
                           std::to_string(manifest->blocks[ended.index].size));
         }
         decoder.reset();
+        compare(storedHash.finish(), manifest->blocks[ended.index].storedSha256, " in its compressed form");
     }
-    const Digest digest = hash.finish();
+    compare(hash.finish(), wanted, "");
+}
+
+void PackageVerifier::State::compare(const Digest& digest, const Digest& wanted, const char* what) const {
     if (digest != wanted) {
-        throw damaged(regionName() + " has the SHA-256 " + toHex(digest) + ", and the manifest says " +
+        throw damaged(regionName() + what + " has the SHA-256 " + toHex(digest) + ", and the manifest says " +
                       toHex(wanted));
     }
 }

@@ -130,6 +130,21 @@ TEST(PackageVerifierTest, RefusesAPackageThatIsCutAnywhere) {
     verifier.finish();
 }
 
+// Every bit outside the padding, and one bit of every padding byte.
+TEST(PackageVerifierTest, RefusesAPackageWithAnyBitFlipped) {
+    std::string package = smallPackage().build();
+    ASSERT_EQ(verdictOn(package, strict()), Verdict{});
+    for (char& byte : package) {
+        for (int bit = 0; bit < (byte == 0 ? 1 : 8); ++bit) {
+            byte = static_cast<char>(byte ^ (1 << bit));
+            const Verdict verdict = verdictOn(package, strict());
+            byte = static_cast<char>(byte ^ (1 << bit));
+            const auto at = &byte - package.data();
+            ASSERT_NE(verdict.result, OpenResult::Opened) << "bit " << bit << " of byte " << at;
+        }
+    }
+}
+
 struct Damage {
     std::string package;
     PackagePolicy policy;
@@ -252,6 +267,14 @@ TEST(PackageVerifierTest, RefusesDamagedPayloads) {
         {PackageBuilder().rawBlock("disk", "one", "two", none).build(), lenient(), damaged,
          "block disk has the SHA-256 7692c3ad3540bb803c020b3aee66cd8887123234ea0c6e7143c0add73ff431ed, and"},
         {raw(frame, text.substr(1) + 'y'), lenient(), damaged, "block disk has the SHA-256"},
+        {PackageBuilder()
+             .rawBlock("disk", zstdFrame(text, 20), text, zstd)
+             .editManifest([&](std::string& manifest) {
+                 const std::string stored = lumo::toHex(lumo::sha256(bytesOf(zstdFrame(text, 20))));
+                 manifest.replace(manifest.find(stored), stored.size(), std::string(64, '0'));
+             })
+             .build(),
+         lenient(), damaged, "block disk in its compressed form has the SHA-256"},
         {raw(bomb, "tiny"), lenient(), damaged, "decodes to more than the 4 bytes the manifest gives it"},
         {raw(bomb, ""), lenient(), damaged, "decodes to more than the 0 bytes the manifest gives it"},
         {raw(frame, text + "y"), lenient(), damaged,
