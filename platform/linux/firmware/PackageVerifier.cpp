@@ -108,13 +108,15 @@ struct PackageVerifier::State {
     std::uint32_t manifestSize = 0;
     std::optional<Manifest> manifest;
     std::string signer;
+    bool isSigned = false;
     std::uint64_t packageSize = 0;
     std::vector<Region> regions;
     std::size_t region = 0;
     Sha256 hash;
     Sha256 storedHash; // of a compressed block's bytes in the file
     std::unique_ptr<ZstdStream> decoder;
-    std::size_t decodedSize = 0;
+    std::uint64_t decodedSize = 0;
+    std::vector<std::byte> dropped; // room for decoded bytes that are not kept
     std::map<std::size_t, std::unique_ptr<DecodedBlock>> decoded;
 
 private:
@@ -125,7 +127,10 @@ private:
     void checkMemory() const;
     void enterRegion();
     void feedRegion(std::span<const std::byte> bytes);
+    std::span<std::byte> roomForDecoded();
     void feedCompressed(std::span<const std::byte> bytes);
+    FirmwareError tooMuchDecoded() const;
+    void leaveCompressed();
     void leaveFinishedRegions();
     void leaveRegion();
     void compare(const Digest& digest, const Digest& wanted, const char* what) const;
@@ -193,8 +198,10 @@ void PackageVerifier::State::readManifest() {
     } catch (const ManifestError& error) {
         throw notAPackage(std::string("bad manifest: ") + error.what());
     }
-    if (signer.empty() && !manifest->scripts.empty()) {
-        throw FirmwareError(OpenResult::BadSignature, "the package is not signed, but holds scripts");
+    const bool trusted = !signer.empty() || (isSigned && policy.ignoreSignatures);
+    if (!trusted && !manifest->scripts.empty()) {
+        throw FirmwareError(OpenResult::BadSignature, "the package holds scripts, but is not signed" +
+                                                          std::string(isSigned ? " by an accepted key" : ""));
     }
     checkAudience();
     checkMemory();
@@ -209,11 +216,15 @@ void PackageVerifier::State::readManifest() {
 
 void PackageVerifier::State::checkSignature() {
     const std::size_t signedSize = format::headerSize + manifestSize;
-    if (head.size() == signedSize) {
+    isSigned = head.size() > signedSize;
+    if (!isSigned) {
         if (!policy.allowUnsigned) {
             throw FirmwareError(OpenResult::BadSignature,
-                                "the package is not signed, and this device wants a signature");
+                                "the package is not signed, and only signed ones are accepted");
         }
+        return;
+    }
+    if (policy.ignoreSignatures) {
         return;
     }
     Signature signature;
@@ -253,7 +264,7 @@ void PackageVerifier::State::checkMemory() const {
     for (const ManifestBlock& block : manifest->blocks) {
         bytes += block.compression == ManifestBlock::Compression::Zstd ? block.size : 0;
     }
-    if (bytes > policy.maxDecodedBytes) {
+    if (policy.keepDecoded && bytes > policy.maxDecodedBytes) {
         throw FirmwareError(OpenResult::Failed, "the package's compressed blocks take " +
                                                     std::to_string(bytes) +
                                                     " bytes of memory when decoded, and at most " +
@@ -269,7 +280,11 @@ void PackageVerifier::State::enterRegion() {
     if (block.compression == ManifestBlock::Compression::Zstd) {
         decoder = std::make_unique<ZstdStream>();
         decodedSize = 0;
-        decoded[regions[region].index] = std::make_unique<DecodedBlock>(block.size);
+        if (policy.keepDecoded) {
+            decoded[regions[region].index] = std::make_unique<DecodedBlock>(block.size);
+        } else {
+            dropped.resize(128 << 10);
+        }
     }
 }
 
@@ -289,25 +304,55 @@ void PackageVerifier::State::feedRegion(std::span<const std::byte> bytes) {
     }
 }
 
+// Where the decoder may write next: never room for more than the block's own size.
+std::span<std::byte> PackageVerifier::State::roomForDecoded() {
+    const std::size_t index = regions[region].index;
+    const std::uint64_t left = manifest->blocks[index].size - decodedSize;
+    if (policy.keepDecoded) {
+        return decoded[index]->bytes().last(static_cast<std::size_t>(left));
+    }
+    return std::span(dropped).first(static_cast<std::size_t>(std::min<std::uint64_t>(dropped.size(), left)));
+}
+
 void PackageVerifier::State::feedCompressed(std::span<const std::byte> bytes) {
     storedHash.update(bytes);
-    const std::span<std::byte> whole = decoded[regions[region].index]->bytes();
-    while (!bytes.empty()) {
-        const std::span<std::byte> free = whole.subspan(decodedSize);
-        const ZstdStream::Step step = decoder->decode(bytes, free);
+    bool more = false;
+    do {
+        const std::span<std::byte> room = roomForDecoded();
+        const ZstdStream::Step step = decoder->decode(bytes, room);
         if (step.failed) {
             throw damaged(regionName() + " does not decode: " + step.error);
         }
-        hash.update(free.first(step.produced));
+        hash.update(room.first(step.produced));
         decodedSize += step.produced;
-        bytes = bytes.subspan(step.consumed);
-        if (step.consumed == 0 && step.produced == 0) {
-            throw damaged(regionName() + (decoder->finished()
-                                              ? " has bytes behind its compressed data"
-                                              : " decodes to more than the " + std::to_string(whole.size()) +
-                                                    " bytes the manifest gives it"));
+        if (!bytes.empty() && step.consumed == 0 && step.produced == 0) {
+            throw decoder->finished() ? damaged(regionName() + " has bytes behind its compressed data")
+                                      : tooMuchDecoded();
         }
+        bytes = bytes.subspan(step.consumed);
+        more = step.produced > 0 && step.produced == room.size();
+    } while (!bytes.empty() || more);
+}
+
+FirmwareError PackageVerifier::State::tooMuchDecoded() const {
+    const ManifestBlock& block = manifest->blocks[regions[region].index];
+    return damaged(regionName() + " decodes to more than the " + std::to_string(block.size) +
+                   " bytes the manifest gives it");
+}
+
+void PackageVerifier::State::leaveCompressed() {
+    const ManifestBlock& block = manifest->blocks[regions[region].index];
+    std::byte extra;
+    if (!decoder->finished() && decoder->decode({}, {&extra, 1}).produced > 0) {
+        throw tooMuchDecoded();
     }
+    if (!decoder->finished() || decodedSize != block.size) {
+        throw damaged(regionName() + " decodes to " + std::to_string(decodedSize) + " bytes" +
+                      (decoder->finished() ? "" : " and then breaks off") + ", and the manifest gives it " +
+                      std::to_string(block.size));
+    }
+    decoder.reset();
+    compare(storedHash.finish(), block.storedSha256, " in its compressed form");
 }
 
 // Payloads without bytes end where they begin, so several regions may end at one position.
@@ -327,14 +372,7 @@ void PackageVerifier::State::leaveRegion() {
     const Digest& wanted = ended.kind == Region::Kind::Block ? manifest->blocks[ended.index].sha256
                                                              : manifest->scripts[ended.index].sha256;
     if (decoder) {
-        if (!decoder->finished() || decodedSize != manifest->blocks[ended.index].size) {
-            throw damaged(regionName() + " decodes to " + std::to_string(decodedSize) + " bytes" +
-                          (decoder->finished() ? "" : " and then breaks off") +
-                          ", and the manifest gives it " +
-                          std::to_string(manifest->blocks[ended.index].size));
-        }
-        decoder.reset();
-        compare(storedHash.finish(), manifest->blocks[ended.index].storedSha256, " in its compressed form");
+        leaveCompressed();
     }
     compare(hash.finish(), wanted, "");
 }
@@ -397,6 +435,10 @@ const Manifest* PackageVerifier::manifest() const {
 
 const std::string& PackageVerifier::signer() const {
     return _state->signer;
+}
+
+bool PackageVerifier::isSigned() const {
+    return _state->isSigned;
 }
 
 std::map<std::size_t, std::unique_ptr<DecodedBlock>> PackageVerifier::takeDecoded() {

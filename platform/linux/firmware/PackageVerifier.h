@@ -21,6 +21,10 @@ struct PackagePolicy {
     std::optional<std::string> type; // none: any type
     std::vector<PublicKey> keys;
     bool allowUnsigned = false;
+    // Signatures are not looked at, as if each were good: to show packages of which no key is at hand, never
+    // to install them.
+    bool ignoreSignatures = false;
+    bool keepDecoded = true; // otherwise compressed blocks are checked, and their bytes dropped
     std::uint64_t maxDecodedBytes = ~std::uint64_t(0); // memory that decoded blocks may take together
 };
 
@@ -42,7 +46,8 @@ private:
 // Checks a package whose bytes arrive in order, in pieces of any size, and so needs no second pass over them:
 // header, signature, manifest, device and type, padding, every payload's hash and the total length. What is
 // wrong is found at the earliest byte that shows it and thrown as FirmwareError; the verifier is of no use
-// afterwards but for restart(). Compressed blocks are decoded into memory on the way. One thread at a time.
+// afterwards but for restart(). Compressed blocks are decoded on the way, into memory if they are to be kept.
+// One thread at a time.
 class PackageVerifier {
 public:
     explicit PackageVerifier(PackagePolicy policy);
@@ -60,9 +65,11 @@ public:
     std::optional<std::uint64_t> expectedSize() const;
     // Null before the manifest was read and its signature found good.
     const Manifest* manifest() const;
-    // The key that signed it: its id, or empty for an unsigned package.
+    // The accepted key that signed it: its id. Empty for an unsigned package, and when none was looked for.
     const std::string& signer() const;
-    // The decoded blocks by their place in manifest()->blocks; complete after finish().
+    // Whether there is a signature, good or not looked at.
+    bool isSigned() const;
+    // The decoded blocks by their place in manifest()->blocks, if they were kept; complete after finish().
     std::map<std::size_t, std::unique_ptr<DecodedBlock>> takeDecoded();
 
 private:

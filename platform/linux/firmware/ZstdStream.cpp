@@ -37,7 +37,7 @@ ZstdStream::~ZstdStream() = default;
 
 ZstdStream::Step ZstdStream::decode(std::span<const std::byte> input, std::span<std::byte> output) {
     Step step;
-    if (_finished || input.empty()) {
+    if (_finished || (input.empty() && _magicSeen < magic.size())) {
         return step;
     }
     // The magic goes in byte by byte. It keeps out skippable frames and the formats of old encoders; and the

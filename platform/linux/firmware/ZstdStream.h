@@ -22,8 +22,8 @@ public:
     ZstdStream();
     ~ZstdStream();
 
-    // Decodes what it can of input into output. Nothing consumed and nothing produced: output is full, or the
-    // frame is over.
+    // Decodes what it can of input into output. When that filled output, there may be more to come, without
+    // any input. Nothing consumed and nothing produced: output is full, or the frame is over.
     Step decode(std::span<const std::byte> input, std::span<std::byte> output);
 
     // Whether the frame is over and everything it holds was produced.

@@ -104,6 +104,20 @@ TEST(PackageVerifierTest, ReadsAGoodPackageInPiecesOfAnySize) {
     }
 }
 
+TEST(PackageVerifierTest, ChecksCompressedBlocksWithoutKeepingThem) {
+    PackagePolicy policy = lenient();
+    policy.keepDecoded = false;
+    policy.maxDecodedBytes = 0;
+    const std::string text = noise(1000) + std::string(1 << 20, 't') + noise(300000, 2);
+    const std::string package =
+        PackageBuilder().block("disk", text, "", zstd).block("nil", "", "", zstd).build();
+    for (const std::size_t piece : {std::size_t(1), std::size_t(4096), package.size()}) {
+        PackageVerifier verifier(policy);
+        feedInPieces(verifier, package, piece);
+        EXPECT_TRUE(verifier.takeDecoded().empty());
+    }
+}
+
 TEST(PackageVerifierTest, StartsAgainAfterRestart) {
     const std::string package = smallPackage().build();
     PackageVerifier verifier(strict());
@@ -152,15 +166,18 @@ struct Damage {
     std::string message;
 };
 
-// However the bytes are cut into pieces, the answer is the same.
+// However the bytes are cut into pieces, and whether decoded bytes are kept or not, the answer is the same.
 void expectRefusals(const std::vector<Damage>& table) {
     for (const Damage& damage : table) {
         SCOPED_TRACE(damage.message);
         const Verdict whole = verdictOn(damage.package, damage.policy);
         EXPECT_EQ(whole.result, damage.result) << whole.text;
         EXPECT_THAT(whole.text, HasSubstr(damage.message));
+        PackagePolicy dropping = damage.policy;
+        dropping.keepDecoded = damage.policy.maxDecodedBytes != PackagePolicy().maxDecodedBytes;
         for (const std::size_t piece : {1, 7, 4096}) {
             EXPECT_EQ(verdictOn(damage.package, damage.policy, piece), whole) << "in pieces of " << piece;
+            EXPECT_EQ(verdictOn(damage.package, dropping, piece), whole) << "dropped, in pieces of " << piece;
         }
     }
 }
@@ -196,6 +213,37 @@ TEST(PackageVerifierTest, RefusesDamagedHeaders) {
         {headed(20, 0x100), strict(), notAPackage, "header bytes 20 to 31 are not zero"},
         {headed(28, 0x1000000), strict(), notAPackage, "header bytes 20 to 31 are not zero"},
     });
+}
+
+TEST(PackageVerifierTest, RefusesPackagesByStrangers) {
+    const std::string good = smallPackage().build();
+    const std::string unsignedPackage = PackageBuilder().block("kernel", "k").build();
+    PackagePolicy lenientWithKey = strict();
+    lenientWithKey.allowUnsigned = true;
+    const auto bad = OpenResult::BadSignature;
+    expectRefusals({
+        {unsignedPackage, strict(), bad, "the package is not signed, and only signed ones are accepted"},
+        {smallPackage().key(strangersKey()).build(), strict(), bad, "not by any of the 1 accepted keys"},
+        {smallPackage().key(strangersKey()).build(), lenientWithKey, bad,
+         "not by any of the 1 accepted keys"},
+        {poked(good, 16, little32(0)), strict(), bad, "the package is not signed"},
+        {PackageBuilder().block("kernel", "k").script(When::Before, "true").build(), lenient(), bad,
+         "the package holds scripts, but is not signed"},
+        {good, lenient(), bad, "the package holds scripts, but is not signed by an accepted key"},
+    });
+    EXPECT_EQ(verdictOn(unsignedPackage, lenient()), Verdict{});
+    EXPECT_EQ(verdictOn(unsignedPackage, lenientWithKey), Verdict{});
+}
+
+TEST(PackageVerifierTest, ShowsPackagesOfUnknownSignersOnlyWhenAskedTo) {
+    PackagePolicy policy = lenient();
+    policy.ignoreSignatures = true;
+    PackageVerifier verifier(policy);
+    feedInPieces(verifier, smallPackage().key(strangersKey()).build(), 4096);
+    EXPECT_TRUE(verifier.isSigned());
+    EXPECT_EQ(verifier.signer(), "");
+    const std::string scripted = PackageBuilder().block("kernel", "k").script(When::Before, "true").build();
+    EXPECT_EQ(verdictOn(scripted, policy).result, OpenResult::BadSignature);
 }
 
 TEST(PackageVerifierTest, TakesAnyOfSeveralKeys) {
@@ -276,6 +324,8 @@ TEST(PackageVerifierTest, RefusesDamagedPayloads) {
              .build(),
          lenient(), damaged, "block disk in its compressed form has the SHA-256"},
         {raw(bomb, "tiny"), lenient(), damaged, "decodes to more than the 4 bytes the manifest gives it"},
+        {raw(zstdFrame("one block"), "one"), lenient(), damaged,
+         "more than the 3 bytes the manifest gives it"},
         {raw(bomb, ""), lenient(), damaged, "decodes to more than the 0 bytes the manifest gives it"},
         {raw(frame, text + "y"), lenient(), damaged,
          "decodes to 200000 bytes, and the manifest gives it 200001"},
