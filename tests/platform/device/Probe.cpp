@@ -22,7 +22,8 @@ void logOne(int level, const char* text) {
 void printConfig() {
     for (int i = 0; i < 2; ++i) {
         try {
-            std::printf("id %s\n", lumo::deviceConfig().deviceId.c_str());
+            const lumo::Config& config = lumo::deviceConfig();
+            std::printf("%s in %s\n", config.deviceId.c_str(), config.stateDir.c_str());
         } catch (const lumo::ConfigError& error) {
             std::printf("error %s\n", error.what());
         }
