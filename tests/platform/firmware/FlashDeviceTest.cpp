@@ -91,9 +91,10 @@ TEST(FlashFileTest, RefusesLinksAndWhatIsNoRegularFile) {
     };
 
     for (const auto& [name, cause] : cases) {
-        const Failure failure = failureOf([&] { openFlash(fileTarget(folder.file(name), 100)); });
+        const FlashTarget target = fileTarget(folder.file(name), 100);
+        const Failure failure = failureOf([&] { openFlash(target); });
         EXPECT_EQ(failure.operation, Operation::Open) << name;
-        EXPECT_EQ(failure.text, "cannot open " + folder.file(name) + ": " + cause) << name;
+        EXPECT_EQ(failure.text, "cannot open " + target.path + ": " + cause) << name;
     }
     EXPECT_EQ(readFile(folder.file("target")), "untouched");
     EXPECT_FALSE(fs::exists(folder.file("nowhere")));
