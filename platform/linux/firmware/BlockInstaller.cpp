@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/linux/device/Log.h"
 #include "platform/linux/firmware/FirmwareError.h"
 #include "platform/linux/firmware/ReadAhead.h"
 #include "platform/linux/firmware/Throttle.h"
+
+#define LUMO_LOG_FILE "platform/linux/firmware/BlockInstaller"
 
 namespace lumo {
 
@@ -84,40 +87,52 @@ void BlockInstaller::takeAll() {
     }
 }
 
-bool BlockInstaller::beginsEqual(std::uint64_t offset) {
-    const auto size = static_cast<std::size_t>(std::min(probeSize, eraseBlockEnd(offset) - offset));
+bool BlockInstaller::flashEquals(std::uint64_t offset, std::span<const std::byte> bytes,
+                                 Unreadable unreadable) {
+    _buffer.resize(sliceSize);
+    const std::span<std::byte> theirs = std::span(_buffer).first(bytes.size());
+    try {
+        _flash.read(offset, theirs);
+    } catch (const FlashError& error) {
+        if (unreadable == Unreadable::Fails) {
+            throw;
+        }
+        LUMO_LOG(LogNotice, "%s: taken as different", error.what());
+        return false;
+    }
+    return std::memcmp(theirs.data(), bytes.data(), bytes.size()) == 0;
+}
+
+bool BlockInstaller::beginsEqual(std::uint64_t offset, Unreadable unreadable) {
     std::byte ours[probeSize];
-    std::byte theirs[probeSize];
+    const auto size = static_cast<std::size_t>(std::min(probeSize, eraseBlockEnd(offset) - offset));
     _package.readBlock(_index, offset, std::span(ours, size));
-    _flash.read(offset, std::span(theirs, size));
-    return std::memcmp(ours, theirs, size) == 0;
+    return flashEquals(offset, std::span(ours, size), unreadable);
 }
 
 // The package is read ahead on another thread, so that only reading the flash and comparing take time here.
-void BlockInstaller::compareRange(const Range& range, const Verdict& verdict) {
+void BlockInstaller::compareRange(const Range& range, Unreadable unreadable, const Verdict& verdict) {
     ReadAhead reader([this](std::uint64_t offset,
                             std::span<std::byte> bytes) { _package.readBlock(_index, offset, bytes); },
                      range.begin, range.end);
-    _buffer.resize(sliceSize);
     std::uint64_t offset = range.begin;
     for (auto window = reader.next(); !window.empty(); window = reader.next()) {
         while (!window.empty()) {
             const auto size = static_cast<std::size_t>(
                 std::min<std::uint64_t>({window.size(), sliceSize, eraseBlockEnd(offset) - offset}));
-            _flash.read(offset, std::span(_buffer).first(size));
-            verdict(offset, offset + size, std::memcmp(_buffer.data(), window.data(), size) == 0);
+            verdict(offset, offset + size, flashEquals(offset, window.first(size), unreadable));
             offset += size;
             window = window.subspan(size);
         }
     }
 }
 
-void BlockInstaller::compare() {
+void BlockInstaller::compare(Unreadable unreadable) {
     Meter meter(_progress, STBFirmwareUpdater::OPERATION_COMPARE, _block.size);
     std::vector<Range> alike; // what begins equal, and has to be looked at as a whole
     std::vector<Range> different;
     for (std::uint64_t offset = 0; offset < _block.size; offset = eraseBlockEnd(offset)) {
-        std::vector<Range>& list = beginsEqual(offset) ? alike : different;
+        std::vector<Range>& list = beginsEqual(offset, unreadable) ? alike : different;
         if (!list.empty() && list.back().end == offset) {
             list.back().end = eraseBlockEnd(offset);
         } else {
@@ -129,7 +144,7 @@ void BlockInstaller::compare() {
     }
     const std::uint64_t eraseSize = _flash.eraseSize();
     for (const Range& range : alike) {
-        compareRange(range, [&](std::uint64_t begin, std::uint64_t end, bool equal) {
+        compareRange(range, unreadable, [&](std::uint64_t begin, std::uint64_t end, bool equal) {
             const std::uint64_t blockBegin = begin / eraseSize * eraseSize;
             if (!equal && (different.empty() || different.back().begin != blockBegin)) {
                 different.push_back({blockBegin, eraseBlockEnd(begin)});
@@ -197,7 +212,7 @@ void BlockInstaller::writeRange(const Range& range, const Advance& advance) {
 void BlockInstaller::readBack(const Advance& advance) {
     try {
         for (const Range& range : _ranges) {
-            compareRange(range, [&](std::uint64_t begin, std::uint64_t end, bool equal) {
+            compareRange(range, Unreadable::Fails, [&](std::uint64_t begin, std::uint64_t end, bool equal) {
                 if (!equal) {
                     throw VerifyError("block " + _block.name + " does not read back from " + _flash.name() +
                                       ": it differs between byte " + std::to_string(begin) + " and " +

@@ -32,8 +32,11 @@ public:
     // Makes sure that the bytes to be written are still those that were checked when the package was opened,
     // when they were hashed: nobody wrote to the file since. Throws FirmwareError.
     void checkUnchanged();
+    // What compare() makes of flash that cannot be read: a failure, or, where an earlier installation was cut
+    // short and may have left a half-written page behind, content that differs.
+    enum class Unreadable { Fails, Differs };
     // Finds the erase blocks that differ from the package.
-    void compare();
+    void compare(Unreadable unreadable = Unreadable::Fails);
     // Takes all erase blocks as different.
     void takeAll();
 
@@ -56,8 +59,9 @@ private:
     using Advance = std::function<void(std::uint64_t bytes)>;
 
     std::uint64_t eraseBlockEnd(std::uint64_t offset) const;
-    bool beginsEqual(std::uint64_t offset);
-    void compareRange(const Range& range, const Verdict& verdict);
+    bool flashEquals(std::uint64_t offset, std::span<const std::byte> bytes, Unreadable unreadable);
+    bool beginsEqual(std::uint64_t offset, Unreadable unreadable);
+    void compareRange(const Range& range, Unreadable unreadable, const Verdict& verdict);
     void writeRange(const Range& range, const Advance& advance);
     void readBack(const Advance& advance);
     void markDifferent(std::uint64_t begin, std::uint64_t end);

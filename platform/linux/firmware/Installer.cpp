@@ -179,7 +179,8 @@ bool Installer::installBlock(const Job& job) {
     if (_force) {
         installer.takeAll();
     } else {
-        installer.compare();
+        const bool cutShort = _before.state == InstallRecord::State::Begun;
+        installer.compare(cutShort ? BlockInstaller::Unreadable::Differs : BlockInstaller::Unreadable::Fails);
     }
     if (!installer.differs()) {
         LUMO_LOG(LogInfo, "block %s equals %s already", block.name.c_str(), job.flash->name().c_str());

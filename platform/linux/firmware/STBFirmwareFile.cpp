@@ -29,13 +29,17 @@ int STBFirmwareFile::open(int timeoutSeconds) {
                                                 static_cast<long long>(done), percent);
         }
     };
+    const Config* const config = usableDeviceConfig();
+    if (config == nullptr) {
+        return static_cast<int>(OpenResult::Failed);
+    }
     try {
         if (_impl->opened) {
             throw FirmwareError(OpenResult::Failed, _impl->url + ": opened twice");
         }
         _impl->opened = true;
         _impl->package =
-            openPackage(_impl->url, deviceConfig(), requestedType(_impl->url), timeoutSeconds, progress);
+            openPackage(_impl->url, *config, requestedType(_impl->url), timeoutSeconds, progress);
         _impl->blocks = _impl->package->describeBlocks();
         return static_cast<int>(OpenResult::Opened);
     } catch (const FirmwareError& error) {

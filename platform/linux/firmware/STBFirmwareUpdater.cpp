@@ -57,13 +57,6 @@ std::string describe(const InstallRecord& record) {
     return record.version;
 }
 
-STBFirmwareUpdater::CheckForUpdatesResult failedCheck(const std::string& text) {
-    LUMO_LOG(LogError, "%s", text.c_str());
-    STBFirmwareUpdater::CheckForUpdatesResult result{};
-    result.status = static_cast<std::int32_t>(ChannelAnswer::Outcome::Failed);
-    return result;
-}
-
 } // namespace
 
 std::optional<std::string> lumo::requestedType(const std::string& url) {
@@ -73,22 +66,22 @@ std::optional<std::string> lumo::requestedType(const std::string& url) {
 }
 
 std::string STBFirmwareUpdater::getCurrentDeviceId() {
-    try {
-        return deviceConfig().deviceId;
-    } catch (const ConfigError& error) {
-        LUMO_LOG(LogError, "%s", error.what());
-        return "unknown";
-    }
+    const Config* const config = usableDeviceConfig();
+    return config == nullptr ? "unknown" : config->deviceId;
 }
 
 STBFirmwareUpdater::CheckForUpdatesResult STBFirmwareUpdater::checkForUpdates(const std::string& type,
                                                                               const std::string& /*reserved*/,
                                                                               int timeoutSeconds) {
+    CheckForUpdatesResult result{};
+    result.status = static_cast<std::int32_t>(ChannelAnswer::Outcome::Failed);
+    const Config* const config = usableDeviceConfig();
+    if (config == nullptr) {
+        return result;
+    }
     try {
-        const Config& config = deviceConfig();
-        const InstallRecord record = readInstallRecord(config.stateDir);
-        const ChannelAnswer answer = askServer(config, type, timeoutSeconds);
-        CheckForUpdatesResult result{};
+        const InstallRecord record = readInstallRecord(config->stateDir);
+        const ChannelAnswer answer = askServer(*config, type, timeoutSeconds);
         result.localVersion = describe(record);
         if (answer.outcome != ChannelAnswer::Outcome::Offered) {
             const bool failed = answer.outcome == ChannelAnswer::Outcome::Failed;
@@ -107,21 +100,25 @@ STBFirmwareUpdater::CheckForUpdatesResult STBFirmwareUpdater::checkForUpdates(co
         result.details = {{"url", channel.url}, {"sha256", channel.sha256}};
         return result;
     } catch (const std::exception& error) {
-        return failedCheck(error.what());
+        LUMO_LOG(LogError, "%s", error.what());
+        return result;
     }
 }
 
 STBFirmwareUpdater::DeviceFirmwareLocationInfo
 STBFirmwareUpdater::getFirmwareLocationInfo(const std::string& type, const std::string& /*reserved*/) {
     DeviceFirmwareLocationInfo info;
+    const Config* const config = usableDeviceConfig();
+    if (config == nullptr) {
+        return info;
+    }
     try {
-        const Config& config = deviceConfig();
-        info.deviceId = config.deviceId;
+        info.deviceId = config->deviceId;
         info.type = type;
-        info.server = config.server;
+        info.server = config->server;
         std::optional<Channel> channel = recall(type);
         if (!channel) {
-            const ChannelAnswer answer = askServer(config, type, askAgainSeconds);
+            const ChannelAnswer answer = askServer(*config, type, askAgainSeconds);
             if (answer.outcome != ChannelAnswer::Outcome::Offered) {
                 LUMO_LOG(LogError, "%s", answer.error.c_str());
                 return info;
@@ -139,6 +136,10 @@ STBFirmwareUpdater::getFirmwareLocationInfo(const std::string& type, const std::
 
 STBFirmwareUpdater::UpdateResult STBFirmwareUpdater::update(const STBFirmwareFile& file,
                                                             EventsListener* listener, bool force) {
+    const Config* const config = usableDeviceConfig();
+    if (config == nullptr) {
+        return UPDATE_FLASH_ERROR;
+    }
     try {
         if (!file._impl->package) {
             LUMO_LOG(LogError, "%s: not opened, nothing to install", file._impl->url.c_str());
@@ -148,7 +149,7 @@ STBFirmwareUpdater::UpdateResult STBFirmwareUpdater::update(const STBFirmwareFil
         for (const auto& [key, block] : file._impl->blocks) {
             blocks[block.index] = block;
         }
-        return Installer(*file._impl->package, std::move(blocks), deviceConfig(), listener, force).run();
+        return Installer(*file._impl->package, std::move(blocks), *config, listener, force).run();
     } catch (const std::exception& error) {
         LUMO_LOG(LogError, "%s", error.what());
         return UPDATE_FLASH_ERROR;

@@ -38,9 +38,11 @@ public:
                           STBFirmwareUpdater::CurrentOperation operation, double percent) override {
         steps.push_back({block.name + ">" + target, operation, percent});
     }
+
     void onBeforeScriptExecution(STBFirmwareUpdater::ScriptType type) override {
         scripts.push_back("begin " + std::to_string(type));
     }
+
     void onAfterScriptExecution(STBFirmwareUpdater::ScriptType type, int result) override {
         scripts.push_back("end " + std::to_string(type) + " " + std::to_string(result));
     }
@@ -69,30 +71,37 @@ protected:
     PackageBuilder builder(const std::string& version = "2.0") const {
         return PackageBuilder().device("BOX").version(version).key(key);
     }
+
     PackageBuilder usual(const std::string& version = "2.0") const {
-        return builder(version).block("kernel", kernel).block("rootfs", rootfs, "rootfs",
-                                                              ManifestBlock::Compression::Zstd);
+        return builder(version)
+            .block("kernel", kernel)
+            .block("rootfs", rootfs, "rootfs", ManifestBlock::Compression::Zstd);
     }
 
     std::unique_ptr<Package> open(const PackageBuilder& package) {
         support::writeFile(folder.file("package.bin"), package.build());
-        return openPackage(folder.file("package.bin"), config, std::nullopt, 1, [](auto, auto, auto, auto) {});
+        return openPackage(folder.file("package.bin"), config, std::nullopt, 1,
+                           [](auto, auto, auto, auto) {});
     }
 
-    Result install(const PackageBuilder& package, bool force = false) { return install(*open(package), force); }
+    Result install(const PackageBuilder& package, bool force = false) {
+        return install(*open(package), force);
+    }
 
     Result install(Package& package, bool force = false) {
         std::vector<STBFirmwareFile::Block> blocks(package.manifest().blocks.size());
         for (const auto& [name, block] : package.describeBlocks()) {
             blocks[block.index] = block;
         }
-        return Installer(package, blocks, config, &listener, force, [this](const FlashTarget& target) {
-                   return flashes.open(target);
-               }).run();
+        return Installer(package, blocks, config, &listener, force,
+                         [this](const FlashTarget& target) { return flashes.open(target); })
+            .run();
     }
 
     FlashState& flash(const std::string& name) { return flashes["/flash/" + name]; }
+
     InstallRecord record() const { return readInstallRecord(config.stateDir); }
+
     std::string log() const { return support::readFile(config.log.file); }
 
     void expectInstalled(const std::string& version) {
@@ -101,6 +110,7 @@ protected:
         EXPECT_EQ(record().state, State::Complete);
         EXPECT_EQ(record().version, version);
     }
+
     // The flash and the record are what they were; nothing was erased or written.
     void expectUntouched(State state = State::None) {
         for (const char* name : {"kernel", "rootfs"}) {
@@ -135,7 +145,7 @@ TEST_F(InstallerTest, RewritesOnlyEraseBlocksThatDiffer) {
     install(usual());
     FlashState& state = flash("kernel");
     state.calls.clear();
-    state.bytes[4096] = static_cast<char>(state.bytes[4096] ^ 1);      // first byte of erase block 1
+    state.bytes[4096] = static_cast<char>(state.bytes[4096] ^ 1); // first byte of erase block 1
     state.bytes[4 * 4096 + 99] = static_cast<char>(state.bytes[4 * 4096 + 99] ^ 1); // last byte of the block
     EXPECT_EQ(install(usual()), STBFirmwareUpdater::UPDATE_DONE);
     expectInstalled("2.0");
@@ -182,7 +192,8 @@ TEST_F(InstallerTest, RefusesWhatCannotBeHonouredBeforeTouchingAnything) {
     EXPECT_THAT(log(), HasSubstr("block extra is for nowhere"));
     EXPECT_EQ(install(builder().block("kernel", kernel).block("rootfs", noise(flashSize + 1, 4))),
               STBFirmwareUpdater::UPDATE_TOO_LARGE);
-    EXPECT_THAT(log(), HasSubstr("block rootfs has 65537 bytes, and its target rootfs (/flash/rootfs) holds 65536"));
+    EXPECT_THAT(log(),
+                HasSubstr("block rootfs has 65537 bytes, and its target rootfs (/flash/rootfs) holds 65536"));
     config.flash["kernel"].path = "/flash/rootfs";
     EXPECT_EQ(install(usual()), STBFirmwareUpdater::UPDATE_WRONG_FORMAT);
     expectUntouched();
@@ -207,10 +218,11 @@ TEST_F(InstallerTest, IsAloneOrDoesNothing) {
     EXPECT_EQ(install(usual()), STBFirmwareUpdater::UPDATE_DONE);
 }
 
-// Every fault has its result; before the first erase nothing is changed and nothing is recorded, after it the record
-// says that the installation is unfinished, and the next run mends it.
+// Every fault has its result; before the first erase nothing is changed and nothing is recorded, after it the
+// record says that the installation is unfinished, and the next run mends it.
 TEST_F(InstallerTest, NamesWhatFailedAndRecoversFromIt) {
     using Operation = FlashError::Operation;
+
     struct Case {
         const char* name;
         char call;
@@ -219,6 +231,7 @@ TEST_F(InstallerTest, NamesWhatFailedAndRecoversFromIt) {
         Result result;
         bool touched;
     };
+
     const std::size_t compares = 5; // one probe an erase block, all different
     const Case cases[] = {
         {"first comparison", 'r', 1, Operation::Read, STBFirmwareUpdater::UPDATE_FLASH_ERROR, false},
@@ -257,8 +270,24 @@ TEST_F(InstallerTest, FindsCellsThatDoNotHoldWhatWasWritten) {
         }
     };
     EXPECT_EQ(install(usual()), STBFirmwareUpdater::UPDATE_VERIFY_FAILED);
-    EXPECT_THAT(log(), HasSubstr("block rootfs does not read back from /flash/rootfs: it differs between byte"));
+    EXPECT_THAT(log(),
+                HasSubstr("block rootfs does not read back from /flash/rootfs: it differs between byte"));
     EXPECT_EQ(record().state, State::Begun);
+}
+
+// A page that was being written when the power went does not read back on NAND.
+TEST_F(InstallerTest, RewritesWhatACutLeftUnreadable) {
+    writeInstallRecord(config.stateDir, {State::Begun, "2.0", "1.0"});
+    FlashState& state = flash("kernel");
+    state.bytes.replace(0, kernel.size(), kernel);
+    state.before = [](FlashState& now, const FlashCall& call) {
+        if (call.operation == 'r' && call.offset / 4096 == 2 && now.count('e') == 0) {
+            throw failure(FlashError::Operation::Read);
+        }
+    };
+    EXPECT_EQ(install(usual()), STBFirmwareUpdater::UPDATE_DONE);
+    EXPECT_EQ(state.count('e'), 1u);
+    expectInstalled("2.0");
 }
 
 TEST_F(InstallerTest, ProgressClimbsToOneHundredOncePerStep) {
@@ -279,15 +308,18 @@ TEST_F(InstallerTest, ProgressClimbsToOneHundredOncePerStep) {
             finished.push_back(name);
         }
     }
-    EXPECT_THAT(finished, ElementsAre("kernel>kernel 0", "kernel>kernel 1", "kernel>kernel 2", "kernel>kernel 3",
-                                      "rootfs>rootfs 0", "rootfs>rootfs 1", "rootfs>rootfs 2", "rootfs>rootfs 3"));
+    EXPECT_THAT(finished,
+                ElementsAre("kernel>kernel 0", "kernel>kernel 1", "kernel>kernel 2", "kernel>kernel 3",
+                            "rootfs>rootfs 0", "rootfs>rootfs 1", "rootfs>rootfs 2", "rootfs>rootfs 3"));
 }
 
 TEST_F(InstallerTest, RunsScriptsAroundTheInstallation) {
     PackageBuilder package = usual();
     package.script(PackageBuilder::When::After, "#!/bin/sh\necho after $LUMO_VERSION\nexit 3\n")
         .script(PackageBuilder::When::Before, "#!/bin/sh\necho before $LUMO_DEVICE_ID\n");
-    flash("kernel").before = [this](FlashState&, const FlashCall&) { EXPECT_EQ(listener.scripts.size(), 2u); };
+    flash("kernel").before = [this](FlashState&, const FlashCall&) {
+        EXPECT_EQ(listener.scripts.size(), 2u);
+    };
     EXPECT_EQ(install(package), STBFirmwareUpdater::UPDATE_DONE);
     EXPECT_THAT(listener.scripts, ElementsAre("begin 0", "end 0 0", "begin 1", "end 1 3"));
     EXPECT_THAT(log(), HasSubstr("before BOX"));
@@ -313,8 +345,8 @@ TEST_F(InstallerTest, FinishesAnInstallationWhoseAfterScriptsDidNotAllRun) {
     expectInstalled("2.0");
 }
 
-// The plug is pulled at every single operation that changes flash, with that operation half done: the process is gone,
-// and the next one, which knows only flash and records, ends with exactly the package's bytes.
+// The plug is pulled at every single operation that changes flash, with that operation half done: the process
+// is gone, and the next one, which knows only flash and records, ends with exactly the package's bytes.
 TEST_F(InstallerTest, SurvivesBeingCutShortAnywhere) {
     const std::string shared = folder.file("flash.img");
     int cuts = 0;
@@ -334,7 +366,8 @@ TEST_F(InstallerTest, SurvivesBeingCutShortAnywhere) {
                 }
                 const auto half = static_cast<std::size_t>(call.length / 2);
                 for (std::size_t i = 0; i < half; ++i) {
-                    state.bytes[static_cast<std::size_t>(call.offset) + i] = call.operation == 'e' ? '\xff' : '\x5a';
+                    state.bytes[static_cast<std::size_t>(call.offset) + i] =
+                        call.operation == 'e' ? '\xff' : '\x5a';
                 }
                 support::writeFile(shared, flash("kernel").bytes + flash("rootfs").bytes);
                 _exit(77);

@@ -12,7 +12,9 @@ public:
     MemoryFlash(std::string name, FlashState& state) : _name(std::move(name)), _state(state) {}
 
     const std::string& name() const override { return _name; }
+
     std::uint64_t size() const override { return _state.bytes.size(); }
+
     std::uint32_t eraseSize() const override { return _state.eraseSize; }
 
     void read(std::uint64_t offset, std::span<std::byte> bytes) override {
@@ -62,9 +64,9 @@ private:
 } // namespace
 
 std::size_t FlashState::count(char operation) const {
-    return static_cast<std::size_t>(std::count_if(calls.begin(), calls.end(), [operation](const FlashCall& call) {
-        return call.operation == operation;
-    }));
+    return static_cast<std::size_t>(
+        std::count_if(calls.begin(), calls.end(),
+                      [operation](const FlashCall& call) { return call.operation == operation; }));
 }
 
 std::unique_ptr<FlashDevice> MemoryFlashes::open(const FlashTarget& target) {

@@ -30,11 +30,12 @@ struct FlashState {
     std::size_t count(char operation) const;
 };
 
-// Flashes in memory, by the path that the configuration gives them. NOR-like: writing can only clear bits, so a missing
-// erase shows in the content.
+// Flashes in memory, by the path that the configuration gives them. NOR-like: writing can only clear bits, so
+// a missing erase shows in the content.
 class MemoryFlashes {
 public:
     FlashState& operator[](const std::string& path) { return _states[path]; }
+
     std::unique_ptr<FlashDevice> open(const FlashTarget& target);
 
 private:
