@@ -5,13 +5,13 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <string_view>
 #include <system_error>
 
 #include "platform/linux/device/Files.h"
-#include "platform/linux/device/Json.h"
+#include "platform/linux/device/JsonValue.h"
 #include "platform/linux/device/MacAddress.h"
+#include "platform/linux/device/StrictJson.h"
 #include "platform/linux/device/Text.h"
 
 namespace lumo {
@@ -242,7 +242,7 @@ Config parseConfig(const std::string& json, const std::string& fileName) {
     std::error_code ignored;
     const fs::path file = fs::absolute(fileName, ignored);
     try {
-        const auto tree = parseJson(json);
+        const auto tree = parseStrictJson(json);
         return readConfig(JsonValue(tree), file.parent_path().lexically_normal().string());
     } catch (const JsonError& error) {
         throw ConfigError(visibleText(fileName) + ": " + error.what());

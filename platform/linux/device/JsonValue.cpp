@@ -1,8 +1,6 @@
-#include "platform/linux/device/Json.h"
+#include "platform/linux/device/JsonValue.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
-#include <set>
 
 #include "platform/linux/device/Text.h"
 
@@ -23,59 +21,6 @@ std::string joined(const std::string& path, std::string_view key) {
     return path.empty() ? shown(key) : path + "." + shown(key);
 }
 
-// Watches the parser: refuses deep nesting before it costs memory, and keys that are there twice, of which
-// the tree would keep only one.
-class Guard {
-public:
-    explicit Guard(std::size_t maxDepth) : _maxDepth(maxDepth) {}
-
-    bool operator()(json::parse_event_t event, const json& parsed) {
-        switch (event) {
-        case json::parse_event_t::object_start:
-        case json::parse_event_t::array_start:
-            if (_levels.size() == _maxDepth) {
-                throw JsonError("nested more than " + std::to_string(_maxDepth) + " levels deep" + place());
-            }
-            _levels.emplace_back();
-            break;
-        case json::parse_event_t::object_end:
-        case json::parse_event_t::array_end:
-            _levels.pop_back();
-            break;
-        case json::parse_event_t::key:
-            enterKey(parsed.get_ref<const std::string&>());
-            break;
-        case json::parse_event_t::value:
-            break;
-        }
-        return true;
-    }
-
-private:
-    struct Level {
-        std::set<std::string> keys;
-        std::string current;
-    };
-
-    void enterKey(const std::string& key) {
-        _levels.back().current = key;
-        if (!_levels.back().keys.insert(key).second) {
-            throw JsonError("the same key twice" + place());
-        }
-    }
-
-    std::string place() const {
-        std::string path;
-        for (const Level& level : _levels) {
-            path = level.keys.empty() ? path : joined(path, level.current);
-        }
-        return path.empty() ? "" : ": " + path;
-    }
-
-    std::size_t _maxDepth;
-    std::vector<Level> _levels;
-};
-
 const char* kindOf(const json& value) {
     switch (value.type()) {
     case json::value_t::object:
@@ -93,24 +38,7 @@ const char* kindOf(const json& value) {
     }
 }
 
-// Drops the library's own "[json.exception.parse_error.101] ".
-std::string withoutTag(const std::string& text) {
-    const auto end = text.find("] ");
-    return text.starts_with("[json.exception") && end != std::string::npos ? text.substr(end + 2) : text;
-}
-
 } // namespace
-
-json parseJson(std::string_view text, std::size_t maxDepth) {
-    Guard guard(maxDepth);
-    try {
-        return json::parse(text.begin(), text.end(), [&guard](int, json::parse_event_t event, json& parsed) {
-            return guard(event, parsed);
-        });
-    } catch (const json::exception& error) {
-        throw JsonError(visibleText(withoutTag(error.what())));
-    }
-}
 
 JsonValue::JsonValue(const json& root) : _value(&root) {}
 
@@ -182,11 +110,7 @@ bool JsonValue::boolean() const {
 
 std::string JsonValue::string() const {
     expect(_value->is_string(), "a string");
-    const auto& text = _value->get_ref<const std::string&>();
-    if (visibleText(text) != text) {
-        fail("must not contain control characters: \"" + shown(text) + "\"");
-    }
-    return text;
+    return _value->get<std::string>();
 }
 
 std::uint64_t JsonValue::integer(std::uint64_t minimum, std::uint64_t maximum) const {

@@ -2,31 +2,19 @@
 
 #include <cstdint>
 #include <initializer_list>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-// Reading JSON that nobody vouches for, with errors that name the place.
+#include "platform/linux/device/StrictJson.h"
 
 namespace lumo {
 
-// Text that is not JSON, or JSON that is not what its reader expects. The text names the place: line and
-// column, or the path of the value ("updates.keys[1] must be a string, not a number").
-class JsonError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
-// Parses a whole text. Beyond what JSON forbids, it refuses a key that an object has twice and nesting deeper
-// than maxDepth. Throws JsonError and, without memory, std::bad_alloc; nothing else.
-nlohmann::json parseJson(std::string_view text, std::size_t maxDepth = 16);
-
-// A value of a parsed document that knows its path. Refers to the document, which must outlive it. All
-// operations throw JsonError when the value is not what they are named after.
+// A value of a parsed document that knows its path, for reading what nobody vouches for. Refers to the
+// document, which must outlive it. All operations throw JsonError when the value is not what they are named
+// after; the text names the path ("updates.keys[1] must be a string, not a number").
 class JsonValue {
 public:
     explicit JsonValue(const nlohmann::json& root);
@@ -45,7 +33,6 @@ public:
     std::vector<JsonValue> elements() const;
 
     bool boolean() const;
-    // A string without control characters.
     std::string string() const;
     // A whole number from minimum to maximum.
     std::uint64_t integer(std::uint64_t minimum, std::uint64_t maximum) const;
