@@ -78,4 +78,35 @@ bool isSystemDateCorrect();
 // the clock was not set then): it does not follow daylight-saving changes later on.
 int getCurrentTZOffset();
 
+// Dates and times for people, from seconds since 1970, in local time and by the patterns of the user's
+// language (see DateTimeFormat). The comments show English without a language file. The translation of key,
+// or fallback when there is none.
+std::string getTranslatedTimeformat(const char* key, const std::string& fallback);
+std::string formatDate(long time);                  // 31.12.2020
+std::string formatDateTime(long time);              // 31.12.2020 23:59:58
+std::string formatDateTimeSlash(long time);         // 2020/12/31/23/59/58, UTC
+std::string formatDayTime(long time, bool seconds); // 23:59:58 or 23:59
+std::string formatWeekDay(long time, bool full);    // Thursday or TH
+std::string formatMonthDay(long time, bool month);  // 31 December or 31.12
+std::string formatMonth(long time, bool year);      // December 2020 or December
+std::string formatDateLong(long time);              // December 31th, 2020
+std::string formatCurrentDate(long time);           // Thursday, December 31th
+std::string formatEventTime(long start, long end);  // 20:15 - 21:45
+// The same behind the day of the start, as formatWeekDayExtended names it: "Today, 20:15 - 21:45".
+std::string formatEventTime(long start, long end, long now);
+// "Today", "Yesterday" or "Tomorrow" by the calendar days of time and now, whatever hours a change of
+// daylight-saving time gives them; the name of the day of the week for every other day.
+std::string formatWeekDayExtended(long time, long now);
+// "Now" for an event of this length in seconds that began at time and is not over (never for a length of 0 or
+// less), otherwise "Today", "Tomorrow" or "Yesterday" when time is on the day of now, of 86400 s after it or
+// of 86400 s before it, otherwise the date as formatCurrentDate writes it.
+std::string formatNearDate(long time, long now, long length);
+// How long an event lasts, in whole minutes begun and over: "45 min", from an hour on "1 h 30 min", with
+// total "1 h 30 min (90 min)"; "0" below one minute and for an end before the start.
+std::string formatEventLength(long start, long end, bool total);
+// Seconds as whole minutes: "90 min"; "0 min" below one minute and for a negative duration.
+std::string formatDurationMinutes(long duration);
+// Seconds as "27:46:40", with days from 24 hours on as "1 days 03:46:40"; "00:00:00" for a negative duration.
+std::string formatDurationTime(long duration, bool days);
+
 } // namespace Utils

@@ -11,6 +11,9 @@
 // tr("${1} from ${2} bytes", TRLIST(done, total)). xgettext collects the phrases by this name.
 #define tr(...) Translator::getInstance()->translate(__VA_ARGS__, __FILE__, __LINE__)
 
+// Marks a phrase that is translated where it is used, by its variable, so that xgettext collects it.
+#define tr_noop(phrase) phrase
+
 // text with every from replaced by to, from left to right; inserted text is not searched again. from must not
 // be empty (nothing is replaced then).
 std::string replaceString(std::string text, const std::string& from, const std::string& to);
