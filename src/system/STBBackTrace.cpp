@@ -58,8 +58,7 @@ FILE* openReport(const char* description) {
         fprintf(stderr, "Error opening file %s for writing (%s)\n", file, strerror(errno));
         return stderr;
     }
-    printf("Signal: %s, saving backtrace to file: %s\n", description, file);
-    fflush(stdout);
+    fprintf(stderr, "Signal: %s, saving backtrace to file: %s\n", description, file);
     return report;
 }
 
