@@ -1,0 +1,128 @@
+#include "tools/lumo-firmware/Description.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/TempDir.h"
+#include "tools/lumo-firmware/ToolError.h"
+
+namespace {
+
+using lumo::PackageDescription;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+template <typename Read>
+std::string refusal(Read read) {
+    try {
+        read();
+    } catch (const lumo::ToolError& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+class DescriptionTest : public testing::Test {
+protected:
+    std::string refusalOf(const std::string& json) {
+        support::writeFile(_file, json);
+        return refusal([this] { lumo::readDescription(_file); });
+    }
+
+    support::TempDir _dir;
+    std::string _file = _dir.file("package.json");
+};
+
+TEST_F(DescriptionTest, ReadsEveryField) {
+    support::writeFile(_file, R"({"version": "2.0", "type": "recovery", "devices": ["A", "B"],
+        "blocks": [{"name": "kernel", "file": "out/kernel.img", "target": "boot"},
+                   {"name": "rootfs", "file": "/abs/rootfs.img", "target": "disk", "key": "10-rootfs",
+                    "compression": "zstd", "level": 19}],
+        "scripts": [{"when": "before", "file": "stop.sh", "timeout": 5}, {"when": "after", "file": "s.sh"}]})");
+    const PackageDescription read = lumo::readDescription(_file);
+    EXPECT_EQ(read.version, "2.0");
+    EXPECT_EQ(read.type, "recovery");
+    EXPECT_EQ(read.devices, (std::vector<std::string>{"A", "B"}));
+    ASSERT_EQ(read.blocks.size(), 2U);
+    EXPECT_EQ(read.blocks[0].key, "kernel");
+    EXPECT_EQ(read.blocks[0].file, _dir.file("out/kernel.img"));
+    EXPECT_EQ(read.blocks[0].compression, PackageDescription::Compression::None);
+    EXPECT_EQ(read.blocks[1].key, "10-rootfs");
+    EXPECT_EQ(read.blocks[1].file, "/abs/rootfs.img");
+    EXPECT_EQ(read.blocks[1].compression, PackageDescription::Compression::Zstd);
+    EXPECT_EQ(read.blocks[1].level, 19);
+    ASSERT_EQ(read.scripts.size(), 2U);
+    EXPECT_EQ(read.scripts[0].when, lumo::ManifestScript::When::Before);
+    EXPECT_EQ(read.scripts[0].timeout, 5U);
+    EXPECT_EQ(read.scripts[1].timeout, 60U);
+}
+
+TEST_F(DescriptionTest, NamesFileAndFieldOfWhatItRefuses) {
+    const auto block = [](const std::string& members) {
+        return R"({"blocks": [{"name": "a", "file": "a", "target": "a")" + members + "}]}";
+    };
+    const std::pair<std::string, std::string> table[] = {
+        {"", "unexpected end of input"},
+        {"[]", "the top level must be an object, not a list"},
+        {R"({"version": "1", "version": "2", "blocks": []})", "the same key twice"},
+        {R"({"blocks": [], "colour": 1})", "unknown key colour"},
+        {R"({"version": 2, "blocks": []})", "version must be a string, not a number"},
+        {R"({"version": "1"})", "blocks is missing"},
+        {R"({"blocks": [{"name": "a", "target": "a"}]})", "blocks[0].file is missing"},
+        {block(R"(, "size": 1)"), "unknown key blocks[0].size"},
+        {block(R"(, "compression": "xz")"), R"(blocks[0].compression must be "none" or "zstd", not "xz")"},
+        {block(R"(, "compression": "zstd", "level": 20)"),
+         "blocks[0].level must be a whole number from 1 to 19"},
+        {block(R"(, "level": 3)"), "blocks[0].level is for zstd only"},
+        {R"({"blocks": [], "scripts": [{"when": "now", "file": "x"}]})", "scripts[0].when must be"},
+        {R"({"blocks": [], "scripts": [{"when": "after", "file": "x", "timeout": 0}]})",
+         "scripts[0].timeout must be"},
+    };
+    for (const auto& [json, message] : table) {
+        const std::string line = refusalOf(json);
+        EXPECT_THAT(line, StartsWith(_file + ": ")) << json;
+        EXPECT_THAT(line, HasSubstr(message)) << json;
+    }
+    EXPECT_THAT(refusal([this] { lumo::readDescription(_dir.file("none.json")); }),
+                HasSubstr("no such file"));
+}
+
+TEST(BlockOptionTest, TakesAnyFileName) {
+    const auto block = lumo::parseBlockOption("kernel=a=b@c:d.img@boot");
+    EXPECT_EQ(block.name, "kernel");
+    EXPECT_EQ(block.file, "a=b@c:d.img");
+    EXPECT_EQ(block.target, "boot");
+    EXPECT_EQ(block.compression, PackageDescription::Compression::None);
+}
+
+TEST(BlockOptionTest, TakesCompressionAndLevel) {
+    EXPECT_EQ(lumo::parseBlockOption("k=f@t:none").compression, PackageDescription::Compression::None);
+    EXPECT_EQ(lumo::parseBlockOption("k=f@t:zstd").level, 10);
+    const auto block = lumo::parseBlockOption("k=f@t:zstd:3");
+    EXPECT_EQ(block.compression, PackageDescription::Compression::Zstd);
+    EXPECT_EQ(block.target, "t");
+    EXPECT_EQ(block.level, 3);
+}
+
+TEST(BlockOptionTest, RefusesWhatItCannotSplit) {
+    for (const char* text :
+         {"", "kernel", "kernel=f", "kernel@t", "f@t=k", "=f@t", "k=@t", "k=f@", "k=f@:zstd",
+          "k=f@t:", "k=f@t:gzip", "k=f@t:none:3", "k=f@t:zstd:", "k=f@t:zstd:3x"}) {
+        EXPECT_THAT(refusal([text] { lumo::parseBlockOption(text); }),
+                    StartsWith("block \"" + std::string(text) + "\": "));
+    }
+}
+
+TEST(ScriptOptionTest, TakesWhenFileAndSeconds) {
+    const auto script = lumo::parseScriptOption("before=a:b.sh:7");
+    EXPECT_EQ(script.when, lumo::ManifestScript::When::Before);
+    EXPECT_EQ(script.file, "a:b.sh");
+    EXPECT_EQ(script.timeout, 7U);
+    EXPECT_EQ(lumo::parseScriptOption("after=x.sh").timeout, 60U);
+    for (const char* text : {"", "x.sh", "now=x.sh", "after=", "after=:5", "after=x.sh:", "after=x.sh:-1"}) {
+        EXPECT_THAT(refusal([text] { lumo::parseScriptOption(text); }),
+                    StartsWith("script \"" + std::string(text) + "\": "));
+    }
+}
+
+} // namespace
