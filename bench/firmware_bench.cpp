@@ -1,5 +1,6 @@
-// Checking and installing packages, against what the bytes alone cost on the same machine in the same run: hashing
-// them, and writing and flushing (or reading) them. The counter "ratio" is the median of installing over that limit.
+// Checking and installing packages, against what the bytes alone cost on the same machine in the same run:
+// hashing them, and writing and flushing (or reading) them. The counter "ratio" is the median of installing
+// over that limit.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <random>
 #include <stdexcept>
@@ -132,13 +134,19 @@ void installLarge(benchmark::State& state) {
         const double hashing = seconds([&] { benchmark::DoNotOptimize(sha256(device.bytes)); });
         const double writing = seconds([&] { writeFlushed(device.folder.file("plain"), device.bytes); });
         limit.push_back(hashing + writing);
-        work.push_back(seconds([&] { require(device.checkAndInstall() == STBFirmwareUpdater::UPDATE_DONE, "install"); }));
+        work.push_back(seconds(
+            [&] { require(device.checkAndInstall() == STBFirmwareUpdater::UPDATE_DONE, "install"); }));
         state.SetIterationTime(work.back());
         device.scramble();
     }
     report(state, work, limit);
 }
-BENCHMARK(installLarge)->Name("install/256MiB")->UseManualTime()->Iterations(7)->Unit(benchmark::kMillisecond);
+
+BENCHMARK(installLarge)
+    ->Name("install/256MiB")
+    ->UseManualTime()
+    ->Iterations(7)
+    ->Unit(benchmark::kMillisecond);
 
 // Flash holds the package already: limit is SHA-256 of the bytes and one read.
 void installLargeAgain(benchmark::State& state) {
@@ -150,22 +158,28 @@ void installLargeAgain(benchmark::State& state) {
         const double hashing = seconds([&] { benchmark::DoNotOptimize(sha256(device.bytes)); });
         const double reading = seconds([&] { readAll(device.folder.file("flash"), device.bytes.size()); });
         limit.push_back(hashing + reading);
-        work.push_back(
-            seconds([&] { require(device.checkAndInstall() == STBFirmwareUpdater::UPDATE_NOT_NEEDED, "again"); }));
+        work.push_back(seconds(
+            [&] { require(device.checkAndInstall() == STBFirmwareUpdater::UPDATE_NOT_NEEDED, "again"); }));
         state.SetIterationTime(work.back());
     }
     report(state, work, limit);
 }
-BENCHMARK(installLargeAgain)->Name("install_again/256MiB")->UseManualTime()->Iterations(7)->Unit(benchmark::kMillisecond);
+
+BENCHMARK(installLargeAgain)
+    ->Name("install_again/256MiB")
+    ->UseManualTime()
+    ->Iterations(7)
+    ->Unit(benchmark::kMillisecond);
 
 void installSmall(benchmark::State& state) {
     Device device(4096);
     for (auto _ : state) {
-        state.SetIterationTime(
-            seconds([&] { require(device.checkAndInstall() == STBFirmwareUpdater::UPDATE_DONE, "install"); }));
+        state.SetIterationTime(seconds(
+            [&] { require(device.checkAndInstall() == STBFirmwareUpdater::UPDATE_DONE, "install"); }));
         device.scramble();
     }
 }
+
 BENCHMARK(installSmall)->Name("install/4KiB")->UseManualTime()->Iterations(20)->Unit(benchmark::kMillisecond);
 
 } // namespace

@@ -1,5 +1,6 @@
-// The program as a whole process: how long it takes to start, beside another program that links libcurl, and how much
-// memory an installation takes. This process stays small, because a child's peak counts from its fork.
+// The program as a whole process: how long it takes to start, beside another program that links libcurl, and
+// how much memory an installation takes. This process stays small, because a child's peak counts from its
+// fork.
 
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
@@ -31,12 +32,22 @@ void start(benchmark::State& state, const std::vector<std::string>& command) {
 void startUpdater(benchmark::State& state) {
     start(state, {UPDATER_PROGRAM, "-h"});
 }
-BENCHMARK(startUpdater)->Name("start/updater -h")->Iterations(50)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+BENCHMARK(startUpdater)
+    ->Name("start/updater -h")
+    ->Iterations(50)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 void startCurl(benchmark::State& state) {
     start(state, {"curl", "--version"});
 }
-BENCHMARK(startCurl)->Name("start/curl --version")->Iterations(50)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+BENCHMARK(startCurl)
+    ->Name("start/curl --version")
+    ->Iterations(50)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 // A file of that many MiB: noise, or words that compress to about a third.
 void writeBlock(const std::string& path, int mebibytes, bool compressible) {
@@ -56,9 +67,10 @@ void installResident(benchmark::State& state, bool compressed) {
     const int mebibytes = static_cast<int>(state.range(0));
     const support::TempDir folder;
     writeBlock(folder.file("block"), mebibytes, compressed);
-    const std::string option = "kernel=" + folder.file("block") + "@kernel" + (compressed ? ":zstd:3" : ":none");
-    run({{LUMO_FIRMWARE_PROGRAM, "create", "--version", "1.0", "--device", "BENCH", "--unsigned", "--block", option, "-o",
-          folder.file("package.bin")},
+    const std::string option =
+        "kernel=" + folder.file("block") + "@kernel" + (compressed ? ":zstd:3" : ":none");
+    run({{LUMO_FIRMWARE_PROGRAM, "create", "--version", "1.0", "--device", "BENCH", "--unsigned", "--block",
+          option, "-o", folder.file("package.bin")},
          {},
          "",
          600});
@@ -79,8 +91,19 @@ void installResident(benchmark::State& state, bool compressed) {
         state.counters["peak_MiB"] = static_cast<double>(result.maxResidentKiB) / 1024;
     }
 }
-BENCHMARK_CAPTURE(installResident, uncompressed, false)->Arg(4)->Arg(1024)->Iterations(1)->UseRealTime()->Unit(benchmark::kSecond);
-BENCHMARK_CAPTURE(installResident, compressed, true)->Arg(4)->Arg(256)->Iterations(1)->UseRealTime()->Unit(benchmark::kSecond);
+
+BENCHMARK_CAPTURE(installResident, uncompressed, false)
+    ->Arg(4)
+    ->Arg(1024)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kSecond);
+BENCHMARK_CAPTURE(installResident, compressed, true)
+    ->Arg(4)
+    ->Arg(256)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kSecond);
 
 } // namespace
 

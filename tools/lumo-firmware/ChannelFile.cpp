@@ -4,7 +4,7 @@
 #include <system_error>
 
 #include "platform/linux/device/Files.h"
-#include "platform/linux/device/Json.h"
+#include "platform/linux/device/JsonValue.h"
 #include "platform/linux/firmware/Manifest.h"
 #include "tools/lumo-firmware/OutputFile.h"
 #include "tools/lumo-firmware/ToolError.h"
@@ -40,7 +40,7 @@ std::optional<ChannelFile> ChannelFile::read(const std::string& path) {
         if (!text) {
             return std::nullopt;
         }
-        const nlohmann::json json = parseJson(*text);
+        const nlohmann::json json = parseStrictJson(*text);
         return fromJson(JsonValue(json));
     } catch (const std::system_error& error) {
         throw ToolError(error.what());

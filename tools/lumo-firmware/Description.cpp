@@ -7,7 +7,7 @@
 #include <system_error>
 
 #include "platform/linux/device/Files.h"
-#include "platform/linux/device/Json.h"
+#include "platform/linux/device/JsonValue.h"
 #include "tools/lumo-firmware/ToolError.h"
 #include "tools/lumo-firmware/ZstdEncoder.h"
 
@@ -118,7 +118,7 @@ PackageDescription readDescription(const std::string& path) {
         if (!text) {
             throw ToolError("cannot open " + path + ": there is no such file");
         }
-        const nlohmann::json json = parseJson(*text);
+        const nlohmann::json json = parseStrictJson(*text);
         return fromJson(JsonValue(json), path);
     } catch (const std::system_error& error) {
         throw ToolError(error.what());
