@@ -64,7 +64,7 @@ TEST_F(DescriptionTest, NamesFileAndFieldOfWhatItRefuses) {
     const std::pair<std::string, std::string> table[] = {
         {"", "unexpected end of input"},
         {"[]", "the top level must be an object, not a list"},
-        {R"({"version": "1", "version": "2", "blocks": []})", "the same key twice"},
+        {R"({"version": "1", "version": "2", "blocks": []})", R"(the key "version" stands twice)"},
         {R"({"blocks": [], "colour": 1})", "unknown key colour"},
         {R"({"version": 2, "blocks": []})", "version must be a string, not a number"},
         {R"({"version": "1"})", "blocks is missing"},
