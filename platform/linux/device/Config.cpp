@@ -224,7 +224,7 @@ const char* variable(const char* name) {
 }
 
 std::string simulatedStateDir() {
-    // A relative path there is to be ignored, says the XDG base directory specification.
+    // XDG base directories: a relative path there is to be ignored.
     if (const std::string state = variable("XDG_STATE_HOME"); state.starts_with('/')) {
         return state + "/lumo";
     }

@@ -9,7 +9,7 @@
 
 #include "platform/linux/device/UniqueFd.h"
 
-// Small helpers over the file system. Those that throw throw std::system_error, whose text names the
+// Small operations on files. Those that throw throw std::system_error, whose text names the
 // operation, the path and the cause. Any thread.
 
 namespace lumo {
