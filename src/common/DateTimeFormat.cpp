@@ -149,21 +149,24 @@ std::shared_ptr<const DateTimeFormat::CachedValues> DateTimeFormat::cachedValues
     const std::lock_guard guard(cacheLock);
     if (_cachedValues == nullptr) {
         auto values = std::make_shared<CachedValues>();
-        // TRANSLATORS: days of the week in two letters, from Sunday on; seven names divided by |
-        parseList(tr_noop("SU|MO|TU|WE|TH|FR|SA"), values->shortWeekDays);
-        // TRANSLATORS: seven names divided by |, as they stand at the start of a line
-        parseList(tr_noop("Sunday|Monday|Tuesday|Wednesday|Thursday|Friday|Saturday"), values->weekDays);
-        // TRANSLATORS: short months, twelve names divided by |
-        parseList(tr_noop("Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec"), values->shortMonths);
-        // TRANSLATORS: twelve names divided by |, as they stand alone or before a year
         parseList(
+            // TRANSLATORS: days of the week in two letters or so, from Sunday on; seven names divided by |
+            tr_noop("SU|MO|TU|WE|TH|FR|SA"), values->shortWeekDays);
+        parseList(
+            // TRANSLATORS: seven names divided by |, as they stand at the start of a line
+            tr_noop("Sunday|Monday|Tuesday|Wednesday|Thursday|Friday|Saturday"), values->weekDays);
+        parseList(
+            // TRANSLATORS: short months, twelve names divided by |
+            tr_noop("Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec"), values->shortMonths);
+        parseList(
+            // TRANSLATORS: twelve names divided by |, as they stand alone or before a year
             tr_noop("January|February|March|April|May|June|July|August|September|October|November|December"),
             values->months);
-        // TRANSLATORS: twelve names divided by |, in the case that they take behind a day (%h in patterns)
         parseList(
-            tr_noop(
-                "of January|of February|of March|of April|of May|of June|of July|of August|of September|of "
-                "October|of November|of December"),
+            // TRANSLATORS: twelve names divided by |, in the case that they take behind a day (%h in
+            // patterns)
+            tr_noop("of January|of February|of March|of April|of May|of June|"
+                    "of July|of August|of September|of October|of November|of December"),
             values->monthsOf);
         _cachedValues = std::move(values);
     }
