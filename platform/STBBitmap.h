@@ -14,13 +14,15 @@ public:
     STBBitmap(const STBBitmap&) = delete;
     STBBitmap& operator=(const STBBitmap&) = delete;
 
-    // Decodes PNG, JPEG and whatever else the device can; a picture larger than maxSize is scaled down to fit it with
-    // its aspect kept. formatter: the graphics service's. Null, with a line in the log, when it cannot be decoded.
+    // Decodes PNG, JPEG and whatever else the device can; a picture larger than maxSize is scaled down to fit
+    // it with its aspect kept. formatter: the graphics service's. Null, with a line in the log, when it
+    // cannot be decoded.
     static STBBitmap* decodeImageBuffer(const unsigned char* data, unsigned int size,
                                         STBDecodePixelFormatter* formatter, const STBPoint& maxSize);
     // Copies width * height pixels of four bytes R, G, B, A, rows without gaps. Null when there is no memory.
     static STBBitmap* makeRGBA8888FromRawData(int width, int height, const unsigned char* pixels);
-    // A copy in a layout of the device's own; null when it has none of that number. The original is left alone.
+    // A copy in a layout of the device's own; null when it has none of that number. The original is left
+    // alone.
     static STBBitmap* compressBitmap(const STBBitmap* bitmap, unsigned int compressFormat);
 
     int getWidth() const;  // pixels

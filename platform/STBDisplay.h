@@ -38,7 +38,8 @@ public:
     virtual STBOutputSettings getOutputSettings() const = 0;
     // False, with the old settings in force, when the device refuses them.
     virtual bool setOutputSettings(const STBOutputSettings& settings) = 0;
-    // Shows that part of the surface, in pixels, stretched over the screen. The surface may change afterwards.
+    // Shows that part of the surface, in pixels, stretched over the screen. The surface may change
+    // afterwards.
     virtual void showSurface(STBSurfaceInterface* surface, int x, int y, int width, int height) = 0;
 
 protected:

@@ -1,7 +1,8 @@
 #pragma once
 
-// A rectangle of pixels in memory, 32-bit words 0xAARRGGBB, rows top down. Made by STBGraphicsInterface; deleted by
-// whoever asked for it. Slot order: the destructors, then the operations as they stand here. One thread at a time.
+// A rectangle of pixels in memory, 32-bit words 0xAARRGGBB, rows top down. Made by STBGraphicsInterface;
+// deleted by whoever asked for it. Slot order: the destructors, then the operations as they stand here. One
+// thread at a time.
 class STBSurfaceInterface {
 public:
     virtual ~STBSurfaceInterface() = default;
@@ -18,6 +19,7 @@ public:
     // Writes the colour word, unblended, into every pixel.
     virtual void simpleFill(unsigned int colour) = 0;
     virtual int getPitch() const = 0; // bytes from one row to the next, a multiple of 4
-    // Ends a series of direct writes: what was written through getMemoryPtr() is what blits and the display see.
+    // Ends a series of direct writes: what was written through getMemoryPtr() is what blits and the display
+    // see.
     virtual void flush() = 0;
 };

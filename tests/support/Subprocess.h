@@ -28,7 +28,8 @@ struct Program {
 // Runs it to its end and collects standard output and standard error.
 ProcessResult run(const Program& program);
 
-// Starts it with standard output and error sent to /dev/null, or to a file when one is named; the caller waits for it.
+// Starts it with standard output and error sent to /dev/null, or to a file when one is named; the caller
+// waits for it.
 pid_t start(const Program& program, const std::string& outputFile = "");
 
 } // namespace support

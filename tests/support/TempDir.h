@@ -14,6 +14,7 @@ public:
     TempDir& operator=(const TempDir&) = delete;
 
     const std::filesystem::path& path() const { return _path; }
+
     std::string file(const std::string& name) const { return (_path / name).string(); }
 
 private:

@@ -13,6 +13,11 @@ namespace lumo {
 
 namespace {
 
+// 1 MiB: what the decoder on the device has to hold beside the block. Larger windows, which packages may
+// have, gain little on firmware.
+constexpr int windowLog = 20;
+static_assert(windowLog <= format::maxZstdWindowLog);
+
 void check(std::size_t answer) {
     if (ZSTD_isError(answer) != 0) {
         throw std::runtime_error(std::string("zstd failed to compress: ") + ZSTD_getErrorName(answer));
@@ -48,7 +53,7 @@ struct ZstdEncoder::Context {
 
 ZstdEncoder::ZstdEncoder(int level, std::uint64_t size) : _context(std::make_unique<Context>()) {
     check(ZSTD_CCtx_setParameter(_context->handle, ZSTD_c_compressionLevel, level));
-    check(ZSTD_CCtx_setParameter(_context->handle, ZSTD_c_windowLog, format::maxZstdWindowLog));
+    check(ZSTD_CCtx_setParameter(_context->handle, ZSTD_c_windowLog, windowLog));
     check(ZSTD_CCtx_setPledgedSrcSize(_context->handle, size));
 }
 

@@ -1,5 +1,6 @@
 #include "platform/linux/firmware/Installer.h"
 
+#include <algorithm>
 #include <exception>
 #include <set>
 #include <system_error>
@@ -97,8 +98,10 @@ Result Installer::installIfAlone() {
 
 Result Installer::install() {
     plan();
-    begin();
-    runScripts(ManifestScript::When::Before);
+    if (hasScripts(ManifestScript::When::Before)) {
+        begin();
+        runScripts(ManifestScript::When::Before);
+    }
     const bool written = installBlocks();
     complete();
     return written || _before.isUnfinished() ? STBFirmwareUpdater::UPDATE_DONE
@@ -137,7 +140,17 @@ void Installer::checkSizes() const {
     }
 }
 
+bool Installer::hasScripts(ManifestScript::When when) const {
+    const std::vector<ManifestScript>& scripts = _package.manifest().scripts;
+    return std::any_of(scripts.begin(), scripts.end(),
+                       [when](const ManifestScript& script) { return script.when == when; });
+}
+
+// Said before anything changes, and not at all when nothing has to.
 void Installer::begin() {
+    if (_recorded) {
+        return;
+    }
     InstallRecord record;
     record.state = InstallRecord::State::Begun;
     record.version = _package.manifest().version;
@@ -186,6 +199,7 @@ bool Installer::installBlock(const Job& job) {
         LUMO_LOG(LogInfo, "block %s equals %s already", block.name.c_str(), job.flash->name().c_str());
         return false;
     }
+    begin();
     _touched = true;
     installer.erase();
     installer.write();
@@ -226,11 +240,16 @@ void Installer::runScripts(ManifestScript::When when) {
 void Installer::complete() {
     InstallRecord record;
     record.version = _package.manifest().version;
-    record.state = InstallRecord::State::AfterScripts;
-    writeInstallRecord(_config.stateDir, record);
-    runScripts(ManifestScript::When::After);
+    if (hasScripts(ManifestScript::When::After)) {
+        record.state = InstallRecord::State::AfterScripts;
+        writeInstallRecord(_config.stateDir, record);
+        runScripts(ManifestScript::When::After);
+        _recorded = true;
+    }
     record.state = InstallRecord::State::Complete;
-    writeInstallRecord(_config.stateDir, record);
+    if (_recorded || _before.state != record.state || _before.version != record.version) {
+        writeInstallRecord(_config.stateDir, record);
+    }
 }
 
 } // namespace lumo

@@ -48,6 +48,7 @@ private:
     Result install();
     void plan();
     void checkSizes() const;
+    bool hasScripts(ManifestScript::When when) const;
     void begin();
     bool installBlock(const Job& job);
     bool installBlocks();

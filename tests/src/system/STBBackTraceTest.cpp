@@ -78,8 +78,8 @@ TEST(STBBackTrace, WritesReportToFileBeforeTheCallbackRuns) {
     const std::string file = folder.file("report");
     support::writeFile(file, std::string(100000, 'x'));
     const auto result = crash("segv-to-file", file);
-    EXPECT_EQ(result.err, std::string("Signal: ") + strsignal(SIGSEGV) +
-                              ", saving backtrace to file: " + file + "\n");
+    EXPECT_EQ(result.err,
+              std::string("Signal: ") + strsignal(SIGSEGV) + ", saving backtrace to file: " + file + "\n");
     EXPECT_EQ(result.out, "reported\n");
     expectReport(support::readFile(file), SIGSEGV, "writeOutsideMemory");
 }
