@@ -4,9 +4,17 @@
 #include <set>
 #include <vector>
 
+#include "platform/linux/device/Text.h"
+
 namespace lumo {
 
 namespace {
+
+// What an error quotes of a text: fit for a log line, and no longer than one should be.
+std::string excerpt(std::string_view text) {
+    constexpr std::size_t longest = 200;
+    return visibleText(text.substr(0, longest)) + (text.size() > longest ? "..." : "");
+}
 
 constexpr std::size_t maxDepth = 16;
 
@@ -50,7 +58,7 @@ private:
     void noteKey(const std::string& key) {
         refuseControlCharacters(key);
         if (!_keys.back().insert(key).second) {
-            throw JsonError("the key \"" + printable(key) + "\" stands twice in one object");
+            throw JsonError("the key \"" + excerpt(key) + "\" stands twice in one object");
         }
     }
 
@@ -73,16 +81,8 @@ nlohmann::json parseStrictJson(std::string_view text) {
         // number.
         const std::string what = error.what();
         const auto bracket = what.find("] ");
-        throw JsonError(printable(bracket == std::string::npos ? what : what.substr(bracket + 2)));
+        throw JsonError(excerpt(bracket == std::string::npos ? what : what.substr(bracket + 2)));
     }
-}
-
-std::string printable(std::string_view text) {
-    constexpr std::size_t longest = 200;
-    std::string result(text.substr(0, longest));
-    std::replace_if(
-        result.begin(), result.end(), [](char c) { return c < 0x20 || c > 0x7e; }, '?');
-    return text.size() > longest ? result + "..." : result;
 }
 
 } // namespace lumo

@@ -19,8 +19,4 @@ public:
 // JsonError. Pure.
 nlohmann::json parseStrictJson(std::string_view text);
 
-// Text from someone we do not trust, made fit for a log line: printable ASCII, the rest as '?', cut when it
-// is longer than 200 characters.
-std::string printable(std::string_view text);
-
 } // namespace lumo

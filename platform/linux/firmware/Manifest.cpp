@@ -6,7 +6,7 @@
 #include <optional>
 #include <set>
 
-#include "platform/linux/device/StrictJson.h"
+#include "platform/linux/device/JsonValue.h"
 
 namespace lumo {
 
@@ -24,137 +24,117 @@ bool consistsOf(std::string_view text, std::string_view others) {
     });
 }
 
-// One JSON object of the manifest, whose members are taken out one by one; what is left over is an error.
-class Object {
-public:
-    Object(const Json& json, std::string path) : _json(json), _path(std::move(path)) {
-        if (!json.is_object()) {
-            throw ManifestError((_path.empty() ? "the manifest" : _path) + " must be an object");
-        }
+std::string textOf(const JsonValue& object, const char* key) {
+    return object.at(key).string();
+}
+
+std::string nameOf(const JsonValue& object, const char* key) {
+    const JsonValue value = object.at(key);
+    const std::string text = value.string();
+    if (!isSafeName(text)) {
+        value.fail("is not a valid name (1 to 64 of A-Z a-z 0-9 . _ -, no leading dot)");
     }
+    return text;
+}
 
-    std::string where(const std::string& key) const { return _path.empty() ? key : _path + "." + key; }
-
-    const Json& get(const std::string& key) {
-        _used.insert(key);
-        const auto found = _json.find(key);
-        if (found == _json.end()) {
-            throw ManifestError(where(key) + " is missing");
-        }
-        return *found;
+Digest digestOf(const JsonValue& object, const char* key) {
+    const JsonValue value = object.at(key);
+    const std::optional<Digest> digest = digestFromHex(value.string());
+    if (!digest) {
+        value.fail("must be 64 lower-case hex digits");
     }
+    return *digest;
+}
 
-    std::string text(const std::string& key) {
-        const Json& value = get(key);
-        if (!value.is_string()) {
-            throw ManifestError(where(key) + " must be a string");
-        }
-        return value.get<std::string>();
+std::vector<JsonValue> listOf(const JsonValue& object, const char* key, std::size_t smallest,
+                              std::size_t largest) {
+    const JsonValue value = object.at(key);
+    std::vector<JsonValue> elements = value.elements();
+    if (elements.size() < smallest || elements.size() > largest) {
+        value.fail("must be a list of " + std::to_string(smallest) + " to " + std::to_string(largest) +
+                   " entries, not " + std::to_string(elements.size()));
     }
+    return elements;
+}
 
-    std::string name(const std::string& key) {
-        const std::string value = text(key);
-        if (!isSafeName(value)) {
-            throw ManifestError(where(key) +
-                                " is not a valid name (1 to 64 of A-Z a-z 0-9 . _ -, no leading dot)");
-        }
-        return value;
-    }
-
-    std::uint64_t number(const std::string& key, std::uint64_t smallest, std::uint64_t largest) {
-        const Json& value = get(key);
-        if (!value.is_number_unsigned() || value.get<std::uint64_t>() < smallest ||
-            value.get<std::uint64_t>() > largest) {
-            throw ManifestError(where(key) + " must be a whole number from " + std::to_string(smallest) +
-                                " to " + std::to_string(largest) + ", not " + shortened(value));
-        }
-        return value.get<std::uint64_t>();
-    }
-
-    Digest digest(const std::string& key) {
-        const std::optional<Digest> value = digestFromHex(text(key));
-        if (!value) {
-            throw ManifestError(where(key) + " must be 64 lower-case hex digits");
-        }
-        return *value;
-    }
-
-    const Json& list(const std::string& key, std::size_t smallest, std::size_t largest) {
-        const Json& value = get(key);
-        if (!value.is_array() || value.size() < smallest || value.size() > largest) {
-            throw ManifestError(where(key) + " must be a list of " + std::to_string(smallest) + " to " +
-                                std::to_string(largest) + " entries");
-        }
-        return value;
-    }
-
-    void refuseOthers() const {
-        for (const auto& entry : _json.items()) {
-            if (!_used.contains(entry.key())) {
-                throw ManifestError("unknown key " + printable(where(entry.key())));
-            }
-        }
-    }
-
-private:
-    static std::string shortened(const Json& value) {
-        return value.dump(-1, ' ', true, Json::error_handler_t::replace).substr(0, 40);
-    }
-
-    const Json& _json;
-    std::string _path;
-    std::set<std::string> _used;
-};
-
-Payload parsePayload(Object& object, std::uint64_t headerEnd, std::uint64_t largest) {
+Payload parsePayload(const JsonValue& object, std::uint64_t headerEnd, std::uint64_t largest) {
     Payload payload;
-    payload.offset = object.number("offset", headerEnd, format::maxPackageSize);
+    payload.offset = object.at("offset").integer(headerEnd, format::maxPackageSize);
     if (payload.offset % format::payloadAlignment != 0) {
-        throw ManifestError(object.where("offset") + " must be a multiple of 4096, not " +
-                            std::to_string(payload.offset));
+        object.at("offset").fail("must be a multiple of 4096, not " + std::to_string(payload.offset));
     }
-    payload.stored = object.number("stored", 0, largest);
+    payload.stored = object.at("stored").integer(0, largest);
     return payload;
 }
 
-ManifestBlock parseBlock(const Json& json, const std::string& path, std::uint64_t headerEnd) {
-    constexpr std::uint64_t max32 = std::numeric_limits<std::uint32_t>::max();
-    Object object(json, path);
-    ManifestBlock block;
-    block.key = object.name("key");
-    block.name = object.name("name");
-    block.target = object.name("target");
-    block.payload = parsePayload(object, headerEnd, max32);
-    block.size = static_cast<std::uint32_t>(object.number("size", 0, max32));
-    const std::string compression = object.text("compression");
-    if (compression == "zstd") {
-        block.compression = ManifestBlock::Compression::Zstd;
-    } else if (compression != "none") {
-        throw ManifestError(object.where("compression") + " must be \"none\" or \"zstd\"");
-    } else if (block.payload.stored != block.size) {
-        throw ManifestError(object.where("stored") + " is " + std::to_string(block.payload.stored) +
-                            ", but the uncompressed block has " + std::to_string(block.size) + " bytes");
+ManifestBlock::Compression parseCompression(const JsonValue& object) {
+    const std::string text = textOf(object, "compression");
+    if (text != "none" && text != "zstd") {
+        object.at("compression").fail("must be \"none\" or \"zstd\"");
     }
-    block.sha256 = object.digest("sha256");
-    block.storedSha256 =
-        block.compression == ManifestBlock::Compression::None ? block.sha256 : object.digest("storedSha256");
-    object.refuseOthers();
+    return text == "zstd" ? ManifestBlock::Compression::Zstd : ManifestBlock::Compression::None;
+}
+
+ManifestBlock parseBlock(const JsonValue& object, std::uint64_t headerEnd) {
+    constexpr std::uint64_t max32 = std::numeric_limits<std::uint32_t>::max();
+    ManifestBlock block;
+    block.key = nameOf(object, "key");
+    block.name = nameOf(object, "name");
+    block.target = nameOf(object, "target");
+    block.payload = parsePayload(object, headerEnd, max32);
+    block.size = static_cast<std::uint32_t>(object.at("size").integer(0, max32));
+    block.compression = parseCompression(object);
+    block.sha256 = digestOf(object, "sha256");
+    if (block.compression == ManifestBlock::Compression::Zstd) {
+        object.expectKeys(
+            {"key", "name", "target", "offset", "stored", "size", "compression", "sha256", "storedSha256"});
+        block.storedSha256 = digestOf(object, "storedSha256");
+        return block;
+    }
+    object.expectKeys({"key", "name", "target", "offset", "stored", "size", "compression", "sha256"});
+    block.storedSha256 = block.sha256;
+    if (block.payload.stored != block.size) {
+        object.at("stored").fail("is " + std::to_string(block.payload.stored) +
+                                 ", but the uncompressed block has " + std::to_string(block.size) + " bytes");
+    }
     return block;
 }
 
-ManifestScript parseScript(const Json& json, const std::string& path, std::uint64_t headerEnd) {
-    Object object(json, path);
+ManifestScript parseScript(const JsonValue& object, std::uint64_t headerEnd) {
+    object.expectKeys({"when", "offset", "stored", "sha256", "timeout"});
     ManifestScript script;
-    const std::string when = object.text("when");
+    const std::string when = textOf(object, "when");
     if (when != "before" && when != "after") {
-        throw ManifestError(object.where("when") + " must be \"before\" or \"after\"");
+        object.at("when").fail("must be \"before\" or \"after\"");
     }
     script.when = when == "before" ? ManifestScript::When::Before : ManifestScript::When::After;
     script.payload = parsePayload(object, headerEnd, format::maxScriptSize);
-    script.sha256 = object.digest("sha256");
-    script.timeout = static_cast<std::uint32_t>(object.number("timeout", 1, format::maxScriptSeconds));
-    object.refuseOthers();
+    script.sha256 = digestOf(object, "sha256");
+    script.timeout = static_cast<std::uint32_t>(object.at("timeout").integer(1, format::maxScriptSeconds));
     return script;
+}
+
+Manifest parseRoot(const JsonValue& root, std::uint64_t headerEnd) {
+    root.expectKeys({"version", "type", "devices", "blocks", "scripts"});
+    Manifest manifest;
+    manifest.version = textOf(root, "version");
+    if (!isVersion(manifest.version)) {
+        root.at("version").fail("is not a valid version (1 to 64 of A-Z a-z 0-9 . + ~ : _ -)");
+    }
+    manifest.type = nameOf(root, "type");
+    for (const JsonValue& device : listOf(root, "devices", 1, format::maxDevices)) {
+        manifest.devices.push_back(device.string());
+        if (!isSafeName(manifest.devices.back())) {
+            device.fail("is not a device identifier (1 to 64 of A-Z a-z 0-9 . _ -, no leading dot)");
+        }
+    }
+    for (const JsonValue& block : listOf(root, "blocks", 1, format::maxBlocks)) {
+        manifest.blocks.push_back(parseBlock(block, headerEnd));
+    }
+    for (const JsonValue& script : listOf(root, "scripts", 0, format::maxScripts)) {
+        manifest.scripts.push_back(parseScript(script, headerEnd));
+    }
+    return manifest;
 }
 
 std::vector<Payload> payloadsByOffset(const Manifest& manifest) {
@@ -200,10 +180,6 @@ void refuseTwins(const Manifest& manifest) {
     }
 }
 
-std::string entryPath(const char* list, std::size_t index) {
-    return std::string(list) + "[" + std::to_string(index) + "]";
-}
-
 Json payloadJson(const Payload& payload, const Digest& digest) {
     return {{"offset", payload.offset}, {"stored", payload.stored}, {"sha256", toHex(digest)}};
 }
@@ -227,38 +203,17 @@ std::uint64_t Manifest::packageSize(std::uint64_t headerEnd) const {
 }
 
 Manifest parseManifest(std::string_view json, std::uint64_t headerEnd) {
-    Json root;
     try {
-        root = parseStrictJson(json);
+        const Json root = parseStrictJson(json);
+        Manifest manifest = parseRoot(JsonValue(root), headerEnd);
+        refuseTwins(manifest);
+        refuseOverlaps(manifest);
+        std::sort(manifest.blocks.begin(), manifest.blocks.end(),
+                  [](const ManifestBlock& a, const ManifestBlock& b) { return a.key < b.key; });
+        return manifest;
     } catch (const JsonError& error) {
         throw ManifestError(error.what());
     }
-    Object object(root, "");
-    Manifest manifest;
-    manifest.version = object.text("version");
-    if (!isVersion(manifest.version)) {
-        throw ManifestError("version is not a valid version (1 to 64 of A-Z a-z 0-9 . + ~ : _ -)");
-    }
-    manifest.type = object.name("type");
-    for (const Json& device : object.list("devices", 1, format::maxDevices)) {
-        if (!device.is_string() || !isSafeName(device.get_ref<const std::string&>())) {
-            throw ManifestError("devices must hold device identifiers only");
-        }
-        manifest.devices.push_back(device.get<std::string>());
-    }
-    for (const Json& block : object.list("blocks", 1, format::maxBlocks)) {
-        manifest.blocks.push_back(parseBlock(block, entryPath("blocks", manifest.blocks.size()), headerEnd));
-    }
-    for (const Json& script : object.list("scripts", 0, format::maxScripts)) {
-        manifest.scripts.push_back(
-            parseScript(script, entryPath("scripts", manifest.scripts.size()), headerEnd));
-    }
-    object.refuseOthers();
-    refuseTwins(manifest);
-    refuseOverlaps(manifest);
-    std::sort(manifest.blocks.begin(), manifest.blocks.end(),
-              [](const ManifestBlock& a, const ManifestBlock& b) { return a.key < b.key; });
-    return manifest;
 }
 
 std::string formatManifest(const Manifest& manifest) {
