@@ -144,16 +144,16 @@ TEST(PackageVerifierTest, RefusesAPackageThatIsCutAnywhere) {
     verifier.finish();
 }
 
-// Every bit outside the padding, and one bit of every padding byte.
+// Every bit, but within a run of zeros, which is padding all alike, only those of each 31st byte.
 TEST(PackageVerifierTest, RefusesAPackageWithAnyBitFlipped) {
     std::string package = smallPackage().build();
     ASSERT_EQ(verdictOn(package, strict()), Verdict{});
-    for (char& byte : package) {
-        for (int bit = 0; bit < (byte == 0 ? 1 : 8); ++bit) {
-            byte = static_cast<char>(byte ^ (1 << bit));
+    for (std::size_t at = 0; at < package.size(); ++at) {
+        const bool inPadding = at % 31 != 0 && package.substr(at - 1, 3) == std::string(3, '\0');
+        for (int bit = 0; bit < 8 && !inPadding; ++bit) {
+            package[at] = static_cast<char>(package[at] ^ (1 << bit));
             const Verdict verdict = verdictOn(package, strict());
-            byte = static_cast<char>(byte ^ (1 << bit));
-            const auto at = &byte - package.data();
+            package[at] = static_cast<char>(package[at] ^ (1 << bit));
             ASSERT_NE(verdict.result, OpenResult::Opened) << "bit " << bit << " of byte " << at;
         }
     }
