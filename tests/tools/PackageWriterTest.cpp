@@ -114,7 +114,8 @@ TEST_F(PackageWriterTest, WritesTheSameBytesForTheSameInput) {
 }
 
 TEST_F(PackageWriterTest, LeavesTheOldPackageWhenAFileChangesUnderneath) {
-    support::writeFile(_output, "old");
+    const std::string old = support::PackageBuilder().block("old", "old").build();
+    support::writeFile(_output, old);
     const auto refusalWhen = [&](const std::function<void()>& change) {
         PackageWriter writer(describe({block("text", "text"), block("z", "text", zstd)}), std::nullopt);
         bool changed = false;
@@ -141,7 +142,7 @@ TEST_F(PackageWriterTest, LeavesTheOldPackageWhenAFileChangesUnderneath) {
                   std::filesystem::last_write_time(file, time + std::chrono::seconds(1));
               }),
               message);
-    EXPECT_EQ(support::readFile(_output), "old");
+    EXPECT_EQ(support::readFile(_output), old);
     EXPECT_EQ(outputFolder(), std::vector<std::string>{"update.bin"});
 }
 
@@ -217,8 +218,12 @@ TEST_F(PackageWriterTest, RefusesOutputsItCannotReplace) {
         return refusal(describe({block("a", "text")}));
     };
     EXPECT_THAT(refusalOf(_dir.file("out")), HasSubstr("it is not a regular file"));
+    EXPECT_THAT(refusalOf(_dir.file("text")), HasSubstr("is not a firmware package"));
+    EXPECT_EQ(support::readFile(_dir.file("text")), _text);
     EXPECT_THAT(refusalOf("/dev/null"), HasSubstr("it is not a regular file"));
     EXPECT_THAT(refusalOf(_dir.file("missing/update.bin")), HasSubstr("No such file or directory"));
+    EXPECT_EQ(refusalOf(_dir.file("empty")), "accepted");
+    EXPECT_EQ(refusalOf(_dir.file("empty")), "accepted") << "now it is a package";
 }
 
 } // namespace

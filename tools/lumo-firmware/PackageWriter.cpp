@@ -1,6 +1,7 @@
 #include "tools/lumo-firmware/PackageWriter.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <limits>
 #include <set>
 
@@ -25,6 +26,23 @@ void expectSize(const std::string& what, const InputFile& file, std::uint64_t la
     if (file.size() > largest) {
         throw ToolError(what + ": " + file.path() + " has " + std::to_string(file.size()) +
                         " bytes, and at most " + std::to_string(largest) + " are allowed");
+    }
+}
+
+// A mistyped name must not cost somebody a key or an image.
+void expectReplaceable(const std::string& output) {
+    std::error_code absent;
+    if (!std::filesystem::is_regular_file(output, absent)) {
+        return;
+    }
+    std::string start;
+    InputFile(output).read([&start](std::span<const std::byte> piece) {
+        const auto* text = reinterpret_cast<const char*>(piece.data());
+        start.assign(text, std::min(piece.size(), format::magic.size()));
+        return false;
+    });
+    if (!start.empty() && start != format::magic) {
+        throw ToolError("cannot replace " + output + ": it is there already, and is not a firmware package");
     }
 }
 
@@ -230,6 +248,7 @@ std::uint64_t PackageWriter::inputSize() const {
 }
 
 Manifest PackageWriter::write(const std::string& output, const WorkDone& done) {
+    expectReplaceable(output);
     OutputFile file(output);
     PayloadWriter payloads(file, firstPayloadOffset(_manifest, _key.has_value()), done);
     for (std::size_t i = 0; i < _blocks.size(); ++i) {
