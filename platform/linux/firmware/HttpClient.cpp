@@ -7,6 +7,7 @@
 #include "platform/linux/device/Files.h"
 #include "platform/linux/firmware/FirmwareError.h"
 #include "platform/linux/firmware/HttpRequest.h"
+#include "platform/linux/firmware/Url.h"
 
 namespace lumo {
 
@@ -26,26 +27,40 @@ std::string storedLanguage() {
     return code && std::all_of(code->begin(), code->end(), isLetter) ? *code : "";
 }
 
-HttpDocument judge(const HttpRequest& request, CURLcode code, std::string body, bool tooLong) {
-    using Outcome = HttpDocument::Outcome;
+using Outcome = HttpDocument::Outcome;
+
+HttpDocument judge(const HttpRequest& request, CURLcode code, std::string body) {
     const long status = request.status();
     const std::string url = request.effectiveUrl();
-    if (tooLong) {
-        return {Outcome::Failed, "", url, url + ": the answer is longer than it may be"};
-    }
     if (status != 0 && status != 200) {
         const bool missing = status == 404 || status == 410;
         return {missing ? Outcome::NotFound : Outcome::Failed, "", url,
-                url + ": HTTP status " + std::to_string(status)};
+                request.place() + ": HTTP status " + std::to_string(status)};
     }
     if (code == CURLE_OK) {
         return {Outcome::Received, std::move(body), url, ""};
     }
-    const bool missing = code == CURLE_FILE_COULDNT_READ_FILE;
-    return {missing               ? Outcome::NotFound
-            : isUnreachable(code) ? Outcome::Unreachable
-                                  : Outcome::Failed,
-            "", url, request.errorText(code)};
+    return {isUnreachable(code) ? Outcome::Unreachable : Outcome::Failed, "", url, request.errorText(code)};
+}
+
+HttpDocument fetchFromServer(const std::string& url, const HttpOptions& options, std::size_t maxBytes) {
+    HttpRequest request(url, options);
+    std::string body;
+    const auto append = [&](std::span<const std::byte> bytes) {
+        if (bytes.size() > maxBytes - body.size()) {
+            throw FirmwareError(OpenResult::Failed, request.place() + ": the answer has more than " +
+                                                        std::to_string(maxBytes) + " bytes");
+        }
+        body.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    };
+    const CURLcode code = request.perform(append, [&] { return request.status() == 200; });
+    return judge(request, code, std::move(body));
+}
+
+HttpDocument readFromFile(const std::string& url, const std::string& path, std::size_t maxBytes) {
+    std::optional<std::string> body = readSmallFile(path, maxBytes);
+    return body ? HttpDocument{Outcome::Received, std::move(*body), url, ""}
+                : HttpDocument{Outcome::NotFound, "", url, path + ": no such file"};
 }
 
 } // namespace
@@ -66,27 +81,12 @@ std::vector<std::string> deviceHeaders(const std::string& deviceId) {
 }
 
 HttpDocument fetchDocument(const std::string& url, const HttpOptions& options, std::size_t maxBytes) {
-    std::string body;
-    bool tooLong = false;
     try {
-        HttpRequest request(url, options);
-        CURLcode code = CURLE_OK;
-        try {
-            code = request.perform(
-                [&](std::span<const std::byte> bytes) {
-                    if (bytes.size() > maxBytes - body.size()) {
-                        tooLong = true;
-                        throw FirmwareError(OpenResult::Failed, "too long");
-                    }
-                    body.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-                },
-                [&] { return request.status() == 0 || request.status() == 200; });
-        } catch (const FirmwareError&) {
-            code = CURLE_WRITE_ERROR;
-        }
-        return judge(request, code, std::move(body), tooLong);
+        const Location location = locate(url);
+        return location.local ? readFromFile(url, location.place, maxBytes)
+                              : fetchFromServer(url, options, maxBytes);
     } catch (const std::exception& error) {
-        return {HttpDocument::Outcome::Failed, "", url, url + ": " + error.what()};
+        return {Outcome::Failed, "", url, error.what()};
     }
 }
 

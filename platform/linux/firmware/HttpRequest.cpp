@@ -5,13 +5,21 @@
 #include <new>
 
 #include "platform/linux/firmware/FirmwareError.h"
+#include "platform/linux/firmware/Url.h"
 
 namespace lumo {
 
 namespace {
 
 constexpr int defaultTimeoutSeconds = 10;
+constexpr int longestTimeoutSeconds = 24 * 60 * 60; // libcurl refuses some that are longer, and then has none
 constexpr std::size_t maxAnswerHeaders = 200;
+constexpr std::uint64_t maxRedirectBody = 1 << 20; // bytes, which libcurl reads and drops
+
+std::chrono::seconds patienceOf(const HttpOptions& options) {
+    const int seconds = options.timeoutSeconds <= 0 ? defaultTimeoutSeconds : options.timeoutSeconds;
+    return std::chrono::seconds(std::min(seconds, longestTimeoutSeconds));
+}
 
 std::string trimmed(std::string_view text) {
     const auto first = text.find_first_not_of(" \t\r\n");
@@ -33,24 +41,25 @@ CURL* newEasyHandle() {
 } // namespace
 
 HttpRequest::HttpRequest(const std::string& url, const HttpOptions& options)
-    : _url(url), _curl(newEasyHandle(), &curl_easy_cleanup) {
-    const long timeout = options.timeoutSeconds > 0 ? options.timeoutSeconds : defaultTimeoutSeconds;
+    : _url(url), _curl(newEasyHandle(), &curl_easy_cleanup), _patience(patienceOf(options)) {
     CURL* curl = _curl.get();
     curl_easy_setopt(curl, CURLOPT_URL, _url.c_str());
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https,file");
+    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
     curl_easy_setopt(curl, CURLOPT_MAXREDIRS, 10L);
-    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, timeout);
-    curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, timeout);
+    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, static_cast<long>(_patience.count()));
     curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, _error);
     curl_easy_setopt(curl, CURLOPT_BUFFERSIZE, 256L * 1024);
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &HttpRequest::onBody);
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
     curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &HttpRequest::onHeader);
     curl_easy_setopt(curl, CURLOPT_HEADERDATA, this);
+    // libcurl's own limit on stalls looks at the average of five seconds: too late for short ones.
+    curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, &HttpRequest::onTick);
+    curl_easy_setopt(curl, CURLOPT_XFERINFODATA, this);
     for (const std::string& header : options.headers) {
         addHeader(header);
     }
@@ -76,7 +85,9 @@ CURLcode HttpRequest::perform(Consumer consumer, Accept accept) {
     _consumer = std::move(consumer);
     _accept = std::move(accept);
     curl_easy_setopt(_curl.get(), CURLOPT_HTTPHEADER, _headers);
-    const CURLcode code = curl_easy_perform(_curl.get());
+    _lastSign = std::chrono::steady_clock::now();
+    CURLcode code = curl_easy_perform(_curl.get());
+    code = _ended == CURLE_OK ? code : _ended;
     if (code == CURLE_OK && !_answered) {
         takeBody({}); // an answer without a body
     }
@@ -100,6 +111,7 @@ std::size_t HttpRequest::onBody(char* data, std::size_t size, std::size_t count,
     auto* request = static_cast<HttpRequest*>(self);
     try {
         request->takeBody({reinterpret_cast<const std::byte*>(data), size * count});
+        request->_lastSign = std::chrono::steady_clock::now(); // what the consumer took is not the server's
     } catch (...) {
         request->_thrown = std::current_exception();
         return 0;
@@ -127,6 +139,7 @@ std::size_t HttpRequest::onHeader(char* data, std::size_t size, std::size_t coun
     auto* request = static_cast<HttpRequest*>(self);
     try {
         request->takeHeader({data, size * count});
+        request->_lastSign = std::chrono::steady_clock::now();
     } catch (...) {
         request->_thrown = std::current_exception();
         return 0;
@@ -134,10 +147,36 @@ std::size_t HttpRequest::onHeader(char* data, std::size_t size, std::size_t coun
     return size * count;
 }
 
+bool HttpRequest::isHopeless(std::uint64_t received) {
+    curl_off_t connected = 0;
+    curl_easy_getinfo(_curl.get(), CURLINFO_PRETRANSFER_TIME_T, &connected);
+    if (connected == 0) { // connecting has a limit of its own
+        _lastSign = std::chrono::steady_clock::now();
+    } else if (std::chrono::steady_clock::now() - _lastSign >= _patience) {
+        _ended = CURLE_OPERATION_TIMEDOUT;
+        _ownError = "nothing came for " + std::to_string(_patience.count()) + " s";
+    } else if (!_answered && received > maxRedirectBody) {
+        _ended = CURLE_TOO_MANY_REDIRECTS;
+        _ownError = "a redirect with more than " + std::to_string(maxRedirectBody) + " bytes behind it";
+    }
+    return _ended != CURLE_OK;
+}
+
+int HttpRequest::onTick(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t) {
+    try {
+        return static_cast<HttpRequest*>(self)->isHopeless(static_cast<std::uint64_t>(received)) ? 1 : 0;
+    } catch (...) {
+        static_cast<HttpRequest*>(self)->_thrown = std::current_exception();
+        return 1;
+    }
+}
+
 long HttpRequest::status() const {
     long status = 0;
     curl_easy_getinfo(_curl.get(), CURLINFO_RESPONSE_CODE, &status);
-    return status;
+    // The body of a redirect that is followed never comes here.
+    const bool followed = status / 100 == 3 && !_answered;
+    return followed ? 0 : status;
 }
 
 std::string HttpRequest::effectiveUrl() const {
@@ -146,8 +185,21 @@ std::string HttpRequest::effectiveUrl() const {
     return url == nullptr ? _url : url;
 }
 
+std::string HttpRequest::place() const {
+    long redirects = 0;
+    curl_easy_getinfo(_curl.get(), CURLINFO_REDIRECT_COUNT, &redirects);
+    return shownUrl(_url) + (redirects > 0 ? " (redirected to " + shownUrl(effectiveUrl()) + ")" : "");
+}
+
 std::string HttpRequest::errorText(CURLcode code) const {
-    return _url + ": " + (_error[0] != '\0' ? _error : curl_easy_strerror(code));
+    if (!_ownError.empty()) {
+        return place() + ": " + _ownError;
+    }
+    std::string cause = _error[0] != '\0' ? _error : curl_easy_strerror(code);
+    if (code == CURLE_OUT_OF_MEMORY) {
+        cause += ", or a header line too long for libcurl";
+    }
+    return place() + ": " + cause;
 }
 
 std::string HttpRequest::header(std::string_view name) const {
