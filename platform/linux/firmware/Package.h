@@ -20,6 +20,7 @@ namespace lumo {
 // A package that was found good: its manifest, and its bytes where nobody else can change them.
 class Package {
 public:
+    // url: what messages call it.
     Package(std::string url, PackageFile file, Manifest manifest, std::string signer,
             std::map<std::size_t, std::unique_ptr<DecodedBlock>> decoded);
 
@@ -56,9 +57,10 @@ using OpenProgress = std::function<void(STBFirmwareFile::CurrentOperation operat
 
 // Fetches a package, checks it on the way, and logs its description. A file:// package is used where it lies
 // when nobody but root and the running user can write to it; otherwise it goes through a spool file, as a
-// download does. type: the type it must have; none accepts any. Throws FirmwareError.
+// download does. type: the type it must have; none accepts any. pause: see HttpOptions. Throws FirmwareError.
 std::unique_ptr<Package> openPackage(const std::string& url, const Config& config,
                                      const std::optional<std::string>& type, int timeoutSeconds,
-                                     const OpenProgress& progress);
+                                     const OpenProgress& progress,
+                                     const std::function<void(int seconds)>& pause = {});
 
 } // namespace lumo

@@ -39,6 +39,16 @@ PackagePolicy policyOf(const Config& config, const std::optional<std::string>& t
     return policy;
 }
 
+// Puts in front of an error what it is about.
+template <typename Action>
+auto naming(const std::string& subject, const Action& action) {
+    try {
+        return action();
+    } catch (const FirmwareError& error) {
+        throw FirmwareError(error.result(), subject + ": " + error.what());
+    }
+}
+
 // Tells the listener how far one operation is.
 class Reporter {
 public:
@@ -97,7 +107,10 @@ public:
         _announced.reset();
     }
 
-    void finish() { _reporter.finish(_spool.size()); }
+    void finish() {
+        _verifier.finish();
+        _reporter.finish(_spool.size());
+    }
 
 private:
     // As soon as the package itself has said how long it is: the rest of one that cannot fit is not worth the
@@ -160,36 +173,37 @@ void checkInPlace(const PackageFile& file, PackageVerifier& verifier, const Open
     Reporter check(progress, STBFirmwareFile::OPERATION_CHECK);
     check.total(file.size());
     readThrough(file, [&](std::span<const std::byte> bytes) {
-        verifier.feed(bytes);
+        naming(file.name(), [&] { verifier.feed(bytes); });
         check.done(verifier.position());
     });
+    naming(file.name(), [&] { verifier.finish(); });
     if (!file.isUnchanged()) {
         throw FirmwareError(OpenResult::Damaged, file.name() + " was changed while it was read");
     }
 }
 
-PackageFile obtain(const Location& location, const Config& config, int timeoutSeconds,
-                   PackageVerifier& verifier, const OpenProgress& progress) {
-    if (location.local) {
-        PackageFile file = PackageFile::openInPlace(location.place);
-        if (file.isPrivate()) {
-            checkInPlace(file, verifier, progress);
-            return file;
-        }
-        PackageFile spool = PackageFile::createSpool(config.stateDir);
-        SpoolingSink sink(verifier, spool, progress);
-        sink.announce(file.size());
-        readThrough(file, [&sink](std::span<const std::byte> bytes) { sink.append(bytes); });
-        sink.finish();
-        return spool;
+PackageFile obtainLocal(const std::string& path, const Config& config, PackageVerifier& verifier,
+                        const OpenProgress& progress) {
+    PackageFile file = PackageFile::openInPlace(path);
+    if (file.isPrivate()) {
+        checkInPlace(file, verifier, progress);
+        return file;
     }
-    PackageFile spool = PackageFile::createSpool(config.stateDir);
+    PackageFile spool = naming(path, [&] { return PackageFile::createSpool(config.stateDir); });
     SpoolingSink sink(verifier, spool, progress);
-    HttpOptions options;
-    options.timeoutSeconds = timeoutSeconds;
-    options.headers = deviceHeaders(config.deviceId);
-    download(location.place, options, sink);
-    sink.finish();
+    naming(path, [&] { sink.announce(file.size()); });
+    readThrough(file, [&](std::span<const std::byte> bytes) { naming(path, [&] { sink.append(bytes); }); });
+    naming(path, [&] { sink.finish(); });
+    return spool;
+}
+
+PackageFile obtainRemote(const std::string& url, const Config& config, const HttpOptions& options,
+                         PackageVerifier& verifier, const OpenProgress& progress) {
+    const std::string shown = shownUrl(url);
+    PackageFile spool = naming(shown, [&] { return PackageFile::createSpool(config.stateDir); });
+    SpoolingSink sink(verifier, spool, progress);
+    download(url, options, sink);
+    naming(shown, [&] { sink.finish(); });
     return spool;
 }
 
@@ -197,23 +211,20 @@ PackageFile obtain(const Location& location, const Config& config, int timeoutSe
 
 std::unique_ptr<Package> openPackage(const std::string& url, const Config& config,
                                      const std::optional<std::string>& type, int timeoutSeconds,
-                                     const OpenProgress& progress) {
+                                     const OpenProgress& progress,
+                                     const std::function<void(int seconds)>& pause) {
     const Location location = locate(url);
-    PackageVerifier verifier(policyOf(config, type));
-    std::unique_ptr<Package> package;
-    try {
-        PackageFile file = obtain(location, config, timeoutSeconds, verifier, progress);
-        verifier.finish();
-        package = std::make_unique<Package>(url, std::move(file), *verifier.manifest(), verifier.signer(),
-                                            verifier.takeDecoded());
-    } catch (const FirmwareError& error) {
-        const std::string text = error.what();
-        const bool named = text.find(location.place) != std::string::npos;
-        throw FirmwareError(error.result(), named ? text : url + ": " + text);
-    }
+    const std::string shown = shownUrl(url);
+    PackageVerifier verifier(naming(shown, [&] { return policyOf(config, type); }));
+    PackageFile file =
+        location.local ? obtainLocal(location.place, config, verifier, progress)
+                       : obtainRemote(url, config, {timeoutSeconds, deviceHeaders(config.deviceId), pause},
+                                      verifier, progress);
+    auto package = std::make_unique<Package>(shown, std::move(file), *verifier.manifest(), verifier.signer(),
+                                             verifier.takeDecoded());
     Reporter(progress, STBFirmwareFile::OPERATION_CHECK).finish(package->file().size());
     if (package->signer().empty()) {
-        LUMO_LOG(LogWarning, "Package %s is not signed: anyone could have made it", url.c_str());
+        LUMO_LOG(LogWarning, "Package %s is not signed: anyone could have made it", shown.c_str());
     }
     logDescription(*package);
     return package;
