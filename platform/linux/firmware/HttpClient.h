@@ -55,9 +55,10 @@ public:
 
 // Fetches a large file from an http or https URL. A transfer that breaks is resumed with a Range request
 // guarded by the file's strong ETag or its modification date; a server that cannot do that, or whose file has
-// changed meanwhile, makes it start again. Gives up after five attempts in a row that brought nothing. Throws
-// FirmwareError: NotFound, Unreachable (no connection, or a stall of timeoutSeconds), Damaged (the server
-// keeps cutting it short), Failed.
+// changed meanwhile, makes it start again. Gives up after five attempts in a row that brought less than
+// 64 KiB, and when it had to start again for the fifth time. Throws FirmwareError: NotFound, Unreachable (no
+// connection, or a stall of timeoutSeconds), Damaged (the server keeps cutting it short), Failed, and what
+// the sink throws; its text names the URL and where redirects led.
 void download(const std::string& url, const HttpOptions& options, DownloadSink& sink);
 
 } // namespace lumo
