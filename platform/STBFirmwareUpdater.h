@@ -18,7 +18,9 @@ public:
         // 2 no firmware files for this device     3 the server could not be reached in time
         // 4 the check failed (the server answered, but not with anything usable; bad configuration)
         std::int32_t status;
-        std::string localVersion;     // installed version; empty when none was ever installed by this library
+        // Installed version, in words for people where there is none: "none" when this library never
+        // installed one, "incomplete" when its last installation was cut short.
+        std::string localVersion;
         std::string serverVersion;    // newest version on offer; empty unless status is 0 or 1
         std::uint32_t packageSizeLow; // announced size of the package, low and high half
         std::uint32_t packageSizeHigh;

@@ -30,11 +30,14 @@ Channel parseChannel(std::string_view json, const std::string& url) {
     Channel channel;
     channel.version = textOf(root, "version");
     if (!isVersion(channel.version)) {
-        throw std::runtime_error("version is not a valid version (1 to 64 of A-Z a-z 0-9 . + ~ : _ -)");
+        throw std::runtime_error("version \"" + printable(channel.version) +
+                                 "\" is not valid (1 to 64 of A-Z a-z 0-9 . + ~ : _ -)");
     }
-    channel.url = resolveUrl(url, textOf(root, "url"));
+    const std::string reference = textOf(root, "url");
+    channel.url = resolveUrl(url, reference);
     if (channel.url.empty()) {
-        throw std::runtime_error("url does not lead to a package");
+        throw std::runtime_error("url \"" + shownUrl(printable(reference)) +
+                                 "\" does not lead to a package over http or https");
     }
     const auto size = root.find("size");
     if (size == root.end() || !size->is_number_unsigned() || *size > format::maxPackageSize) {
@@ -63,7 +66,7 @@ ChannelAnswer askServer(const Config& config, const std::string& type, int timeo
     case HttpDocument::Outcome::Received:
         break;
     case HttpDocument::Outcome::NotFound:
-        return {Outcome::NoFiles, {}, document.error};
+        return {Outcome::NoFiles, {}, document.error + ": no firmware there for this device"};
     case HttpDocument::Outcome::Unreachable:
         return {Outcome::Unreachable, {}, document.error};
     case HttpDocument::Outcome::Failed:
@@ -72,7 +75,7 @@ ChannelAnswer askServer(const Config& config, const std::string& type, int timeo
     try {
         return {Outcome::Offered, parseChannel(document.body, document.url), ""};
     } catch (const std::exception& error) {
-        return {Outcome::Failed, {}, document.url + ": " + error.what()};
+        return {Outcome::Failed, {}, shownUrl(document.url) + ": " + error.what()};
     }
 }
 

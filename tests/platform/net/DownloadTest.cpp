@@ -1,7 +1,4 @@
-#include <netinet/in.h>
-#include <sys/socket.h>
-
-#include "platform/linux/device/UniqueFd.h"
+#include "tests/platform/net/DeadPort.h"
 #include "tests/platform/net/NetTest.h"
 
 namespace lumo::tests {
@@ -35,27 +32,6 @@ support::HostileServer::Handler cutting(const std::string& bytes, std::size_t pi
 Reply partReply(const std::string& bytes, const std::string& range, const std::string& validators = "") {
     return answer(206, bytes, validators + "Content-Range: bytes " + range + "\r\n");
 }
-
-// A loopback port where nobody listens.
-class DeadPort {
-public:
-    DeadPort() : _socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        auto* const generic = reinterpret_cast<sockaddr*>(&address);
-        bind(_socket.get(), generic, length);
-        getsockname(_socket.get(), generic, &length);
-        _port = ntohs(address.sin_port);
-    }
-
-    std::string url() const { return "http://127.0.0.1:" + std::to_string(_port) + "/p"; }
-
-private:
-    UniqueFd _socket; // keeps the port from being given to someone else
-    int _port = 0;
-};
 
 class DownloadTest : public NetTest {
 protected:

@@ -1,0 +1,211 @@
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "platform/STBFirmwareUpdater.h"
+#include "platform/linux/firmware/Channel.h"
+#include "platform/linux/firmware/InstallRecord.h"
+#include "tests/platform/net/DeadPort.h"
+#include "tests/platform/net/NetTest.h"
+
+namespace lumo::tests {
+
+namespace {
+
+using support::answer;
+using support::rawReply;
+using support::redirectTo;
+using support::Reply;
+using support::Request;
+using State = InstallRecord::State;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+const std::string hash(64, 'a');
+
+std::string channelFile(const std::string& version, const std::string& url = "p.bin",
+                        const std::string& size = "5000000000") {
+    return R"({"version": ")" + version + R"(", "url": ")" + url + R"(", "size": )" + size +
+           R"(, "sha256": ")" + hash + R"(", "notes": "ignored"})";
+}
+
+// The channel's URL, or what is wrong with it.
+std::string parsed(const std::string& json) {
+    try {
+        return parseChannel(json, "http://h/lumo/BOX/default.json").url;
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+}
+
+class CheckTest : public NetTest {
+protected:
+    void offer(const std::string& json) {
+        serve([json](const Request&, std::size_t) { return answer(200, json); });
+    }
+
+    STBFirmwareUpdater::CheckForUpdatesResult check(const std::string& type = "") {
+        return STBFirmwareUpdater::checkForUpdates(type, "", 1);
+    }
+};
+
+} // namespace
+
+TEST(ChannelTest, NamesTheFieldThatIsWrong) {
+    const struct {
+        std::string json;
+        const char* says;
+    } cases[] = {
+        {channelFile("1.0"), "http://h/lumo/BOX/p.bin"},
+        {channelFile("1.0", "https://cdn/p.bin"), "https://cdn/p.bin"},
+        {"", "parse error"},
+        {"[]", "must hold an object"},
+        {"{}", "version must be there"},
+        {channelFile("1 0"), "version \"1 0\" is not valid"},
+        {channelFile("1\\u001b[2J"), "control character"},
+        {channelFile(std::string(65, '1')), "is not valid"},
+        {R"({"version": 1})", "version must be there, and a string"},
+        {R"({"version": "1"})", "url must be there"},
+        {channelFile("1.0", "file:///etc/passwd"), "url \"file:///etc/passwd\" does not lead"},
+        {channelFile("1.0", "ftp://u:secret@h/p"), "url \"ftp://u:***@h/p\" does not lead"},
+        {channelFile("1.0", ""), "url \"\" does not lead"},
+        {channelFile("1.0", "p.bin", "-1"), "size must be"},
+        {channelFile("1.0", "p.bin", "1.5"), "size must be"},
+        {channelFile("1.0", "p.bin", "1099511627777"), "size must be"},
+        {R"({"version": "1", "url": "p", "size": 1, "sha256": "AB"})", "sha256 must be"},
+        {R"({"version": "1", "version": "2"})", "twice"},
+    };
+
+    for (const auto& entry : cases) {
+        EXPECT_THAT(parsed(entry.json), HasSubstr(entry.says)) << entry.json;
+    }
+}
+
+TEST_F(CheckTest, ComparesTheOfferWithWhatIsInstalled) {
+    offer(channelFile("1.10"));
+
+    const struct {
+        State state;
+        const char* version;
+        int status;
+        const char* local;
+    } cases[] = {
+        {State::None, "", 1, "none"},
+        {State::Complete, "1.9", 1, "1.9"},
+        {State::Complete, "1.10", 0, "1.10"},
+        {State::Complete, "1.11", 0, "1.11"},
+        {State::Begun, "1.10", 1, "incomplete"},
+        {State::AfterScripts, "1.10", 1, "1.10"},
+    };
+
+    for (const auto& entry : cases) {
+        writeInstallRecord(config.stateDir, {entry.state, entry.version, ""});
+        const auto result = check();
+        EXPECT_EQ(result.status, entry.status) << entry.local;
+        EXPECT_EQ(result.localVersion, entry.local);
+        EXPECT_EQ(result.serverVersion, "1.10");
+        EXPECT_EQ(result.packageSizeHigh, 1u);
+        EXPECT_EQ(result.packageSizeLow, 5000000000u - (std::uint64_t(1) << 32));
+        EXPECT_EQ(result.details.at("url"), server->url("/lumo/BOX/p.bin"));
+        EXPECT_EQ(result.details.at("sha256"), hash);
+    }
+    const Request request = server->requests()[0];
+    EXPECT_EQ(request.path, "/lumo/BOX/default.json");
+    EXPECT_EQ(request.header("lumo-model"), "BOX");
+}
+
+TEST_F(CheckTest, SaysWhyThereIsNoOffer) {
+    const DeadPort dead;
+
+    const struct {
+        const char* name;
+        Reply reply;
+        int status;
+        const char* says;
+    } cases[] = {
+        {"missing", answer(404, "nothing"), 2, "HTTP status 404: no firmware there for this device"},
+        {"gone", answer(410), 2, "HTTP status 410: no firmware"},
+        {"a redirect to a dead server", redirectTo(dead.url()), 3, "redirected to http://127.0.0.1"},
+        {"a stall", Reply{"", "HTTP/1.1 200", Reply::End::Stall}, 3, "nothing came for 1 s"},
+        {"forbidden", answer(403), 4, "HTTP status 403"},
+        {"broken", answer(503), 4, "HTTP status 503"},
+        {"a redirect loop", redirectTo("/"), 4, "redirects"},
+        {"garbage", rawReply("\x16\x03\x01"), 4, "HTTP/0.9"},
+        {"no answer", rawReply(""), 4, "Empty reply"},
+        {"cut", answer(200, channelFile("1.0")).cut(20), 4, "bytes remaining"},
+        {"not JSON", answer(200, "<html>"), 4, "parse error"},
+        {"empty", answer(200), 4, "parse error"},
+        {"too long", answer(200, std::string(65537, ' ')), 4, "more than 65536 bytes"},
+        {"control characters", answer(200, channelFile("1\\u0000")), 4, "control character"},
+        {"a local file", answer(200, channelFile("1.0", "file:///etc/passwd")), 4, "does not lead"},
+    };
+
+    for (const auto& entry : cases) {
+        SCOPED_TRACE(entry.name);
+        serve([&](const Request&, std::size_t) { return entry.reply; });
+        const auto result = check();
+        EXPECT_EQ(result.status, entry.status);
+        EXPECT_EQ(result.localVersion, "none");
+        EXPECT_EQ(result.serverVersion, "");
+        const std::string problem = log.takeProblem();
+        EXPECT_THAT(problem, StartsWith(entry.status == 4 ? "error http://" : "warning http://"));
+        EXPECT_THAT(problem, HasSubstr(entry.says));
+    }
+}
+
+TEST_F(CheckTest, KnowsADeadServerAndAsksForNoPath) {
+    const DeadPort dead;
+    config.server = dead.url();
+    log.use(config);
+    EXPECT_EQ(check().status, 3);
+    EXPECT_THAT(log.takeProblem(), HasSubstr(config.server + "/BOX/default.json: Failed to connect"));
+    EXPECT_EQ(check("../../secret").status, 4);
+    EXPECT_THAT(log.takeProblem(), HasSubstr("\"../../secret\" is not a valid update type"));
+}
+
+TEST_F(CheckTest, ReadsAServerThatIsAFolder) {
+    const std::filesystem::path channels = folder.path() / "srv" / "BOX";
+    std::filesystem::create_directories(channels);
+    config.server = "file://" + folder.file("srv");
+    log.use(config);
+    support::writeFile(channels / "default.json", channelFile("3.0"));
+    const auto result = check();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.details.at("url"), "file://" + (channels / "p.bin").string());
+    EXPECT_EQ(check("missing").status, 2);
+    EXPECT_THAT(log.takeProblem(), HasSubstr("missing.json: no such file"));
+    ASSERT_EQ(mkfifo((channels / "pipe.json").c_str(), 0600), 0);
+    EXPECT_EQ(check("pipe").status, 4);
+    EXPECT_THAT(log.takeProblem(), HasSubstr("pipe.json"));
+}
+
+TEST_F(CheckTest, RemembersWhereTheLastCheckLed) {
+    serve([](const Request& request, std::size_t number) {
+        return request.path == "/lumo/BOX/moved.json" ? redirectTo("/cdn/x.json")
+               : number < 3                           ? answer(200, channelFile("1.0"))
+                                                      : answer(500);
+    });
+    const auto asked = STBFirmwareUpdater::getFirmwareLocationInfo("moved", "");
+    EXPECT_EQ(asked.url, server->url("/cdn/p.bin"));
+    EXPECT_EQ(asked.version, "1.0");
+    EXPECT_EQ(asked.deviceId, "BOX");
+    EXPECT_EQ(check("checked").status, 1);
+    EXPECT_EQ(STBFirmwareUpdater::getFirmwareLocationInfo("checked", "").url, server->url("/lumo/BOX/p.bin"));
+    EXPECT_EQ(server->requests().size(), 3u);
+    EXPECT_EQ(STBFirmwareUpdater::getFirmwareLocationInfo("other", "").url, "");
+    EXPECT_THAT(log.takeProblem(), HasSubstr("other.json: HTTP status 500"));
+}
+
+TEST_F(CheckTest, WantsTheTypeThatLedToThePackage) {
+    const std::string package = packageOf(100).build();
+    serve([&](const Request& request, std::size_t) {
+        return answer(200, request.path == "/lumo/BOX/beta.json" ? channelFile("1.0") : package);
+    });
+    const auto open = [](const std::string& url) { return STBFirmwareFile(url, nullptr).open(1); };
+    const std::string url = STBFirmwareUpdater::getFirmwareLocationInfo("beta", "").url;
+    EXPECT_EQ(open(url), 4);
+    EXPECT_THAT(log.takeProblem(), HasSubstr("is of type default, and type beta was asked for"));
+    EXPECT_EQ(open(server->url("/elsewhere.bin")), 0);
+}
+
+} // namespace lumo::tests
