@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "platform/linux/device/StrictJson.h"
+#include "platform/linux/device/Text.h"
 #include "platform/linux/firmware/Manifest.h"
 #include "platform/linux/firmware/Url.h"
 
@@ -30,13 +31,13 @@ Channel parseChannel(std::string_view json, const std::string& url) {
     Channel channel;
     channel.version = textOf(root, "version");
     if (!isVersion(channel.version)) {
-        throw std::runtime_error("version \"" + printable(channel.version) +
+        throw std::runtime_error("version \"" + visibleText(channel.version) +
                                  "\" is not valid (1 to 64 of A-Z a-z 0-9 . + ~ : _ -)");
     }
     const std::string reference = textOf(root, "url");
     channel.url = resolveUrl(url, reference);
     if (channel.url.empty()) {
-        throw std::runtime_error("url \"" + shownUrl(printable(reference)) +
+        throw std::runtime_error("url \"" + shownUrl(visibleText(reference)) +
                                  "\" does not lead to a package over http or https");
     }
     const auto size = root.find("size");

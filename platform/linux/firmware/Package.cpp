@@ -21,7 +21,7 @@ std::map<std::string, STBFirmwareFile::Block> Package::describeBlocks() {
         const ManifestBlock& block = _manifest.blocks[i];
         const auto decoded = _decoded.find(i);
         const unsigned char* data = &nothing;
-        if (decoded != _decoded.end()) {
+        if (decoded != _decoded.end() && block.size > 0) {
             data = reinterpret_cast<const unsigned char*>(decoded->second->bytes().data());
         } else if (block.size > 0) {
             data = _file.map() + block.payload.offset;
