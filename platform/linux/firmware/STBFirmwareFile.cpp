@@ -7,6 +7,7 @@
 #include "platform/linux/firmware/FirmwareError.h"
 #include "platform/linux/firmware/FirmwareFileImpl.h"
 #include "platform/linux/firmware/Locations.h"
+#include "platform/linux/firmware/Url.h"
 
 #define LUMO_LOG_FILE "platform/linux/firmware/STBFirmwareFile"
 
@@ -35,20 +36,22 @@ int STBFirmwareFile::open(int timeoutSeconds) {
     }
     try {
         if (_impl->opened) {
-            throw FirmwareError(OpenResult::Failed, _impl->url + ": opened twice");
+            throw FirmwareError(OpenResult::Failed, shownUrl(_impl->url) + ": opened twice");
         }
         _impl->opened = true;
-        _impl->package =
-            openPackage(_impl->url, *config, requestedType(_impl->url), timeoutSeconds, progress);
-        _impl->blocks = _impl->package->describeBlocks();
+        auto package = openPackage(_impl->url, *config, requestedType(_impl->url), timeoutSeconds, progress);
+        _impl->blocks = package->describeBlocks();
+        _impl->package = std::move(package);
         return static_cast<int>(OpenResult::Opened);
     } catch (const FirmwareError& error) {
         LUMO_LOG(LogError, "%s", error.what());
         return static_cast<int>(error.result());
     } catch (const std::exception& error) {
-        LUMO_LOG(LogError, "%s: %s", _impl->url.c_str(), error.what());
-        return static_cast<int>(OpenResult::Failed);
+        LUMO_LOG(LogError, "%s: %s", shownUrl(_impl->url).c_str(), error.what());
+    } catch (...) { // a listener may throw anything
+        LUMO_LOG(LogError, "%s: the listener threw something", shownUrl(_impl->url).c_str());
     }
+    return static_cast<int>(OpenResult::Failed);
 }
 
 const std::map<std::string, STBFirmwareFile::Block>& STBFirmwareFile::getBlocks() const {

@@ -11,6 +11,7 @@
 #include "platform/linux/firmware/InstallRecord.h"
 #include "platform/linux/firmware/Installer.h"
 #include "platform/linux/firmware/Locations.h"
+#include "platform/linux/firmware/Url.h"
 
 #define LUMO_LOG_FILE "platform/linux/firmware/STBFirmwareUpdater"
 
@@ -142,7 +143,7 @@ STBFirmwareUpdater::UpdateResult STBFirmwareUpdater::update(const STBFirmwareFil
     }
     try {
         if (!file._impl->package) {
-            LUMO_LOG(LogError, "%s: not opened, nothing to install", file._impl->url.c_str());
+            LUMO_LOG(LogError, "%s: not opened, nothing to install", shownUrl(file._impl->url).c_str());
             return UPDATE_WRONG_FORMAT;
         }
         std::vector<STBFirmwareFile::Block> blocks(file._impl->blocks.size());
