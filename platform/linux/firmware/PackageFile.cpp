@@ -19,6 +19,8 @@ namespace lumo {
 
 namespace {
 
+static_assert(sizeof(off_t) == 8, "packages may be larger than 2 GiB on 32-bit machines, too");
+
 FirmwareError failed(const std::string& what) {
     const int cause = errno;
     return {OpenResult::Failed, what + ": " + std::strerror(cause)};
@@ -36,11 +38,13 @@ UniqueFd openNameless(const std::string& directory) {
         return fd;
     }
     std::string name = directory + "/spool-XXXXXX";
-    fd = UniqueFd(mkostemp(name.data(), O_CLOEXEC));
-    if (fd) {
-        unlink(name.c_str());
+    const UniqueFd named(mkostemp(name.data(), O_CLOEXEC));
+    if (!named) {
+        return UniqueFd();
     }
-    return fd;
+    unlink(name.c_str());
+    // Not 0, 1 or 2, as with openFile(): what is printed must not end in the package.
+    return UniqueFd(fcntl(named.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
 } // namespace
@@ -164,7 +168,8 @@ const unsigned char* PackageFile::map() {
 void PackageFile::reserve(std::uint64_t bytes) {
     struct statvfs system {};
 
-    if (fstatvfs(_fd.get(), &system) != 0) {
+    // A tmpfs without a limit tells no size.
+    if (fstatvfs(_fd.get(), &system) != 0 || system.f_blocks == 0) {
         return;
     }
     const std::uint64_t available = std::uint64_t(system.f_bavail) * system.f_frsize;
