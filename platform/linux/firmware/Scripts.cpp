@@ -3,9 +3,9 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -93,10 +93,21 @@ UniqueFd fileOf(const std::string& bytes) {
     return file;
 }
 
+const char* reasonOf(int error) {
+    switch (error) {
+    case ENOEXEC:
+        return "cannot be started: not a program, it has no #! line\n";
+    case ENOENT:
+        return "cannot be started: its interpreter is missing\n";
+    default:
+        return "cannot be started: it may not be executed\n";
+    }
+}
+
 // The child's side of fork: nothing here may allocate or lock.
 [[noreturn]] void becomeScript(int script, int output, pid_t parent, char* const* argv,
                                char* const* environment) {
-    setpgid(0, 0);
+    setsid(); // no terminal to wait for, and a process group to kill
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) {
         _exit(couldNotStart);
@@ -114,23 +125,68 @@ UniqueFd fileOf(const std::string& bytes) {
         _exit(couldNotStart);
     }
     umask(022);
-    rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    const int last = static_cast<int>(std::min<rlim_t>(limit.rlim_cur, 4096));
-    for (int fd = inherited + 1; fd < last; ++fd) {
-        close(fd);
-    }
+    closefrom(inherited + 1);
     execve("/proc/self/fd/3", argv, environment);
-    static constexpr char message[] = "cannot be started: no interpreter, or not a program\n";
-    const ssize_t ignored = write(2, message, sizeof message - 1);
-    _exit(ignored < 0 ? couldNotStart : couldNotStart);
+    const char* const reason = reasonOf(errno);
+    [[maybe_unused]] const ssize_t written = write(2, reason, std::strlen(reason));
+    _exit(couldNotStart);
 }
+
+// Lets this process learn how its children end, also where whoever started it had them ignored.
+class ChildrenKept {
+public:
+    ChildrenKept() {
+        struct sigaction kept {};
+
+        kept.sa_handler = SIG_DFL;
+        sigaction(SIGCHLD, nullptr, &_before);
+        _changed = _before.sa_handler == SIG_IGN || (_before.sa_flags & SA_NOCLDWAIT) != 0;
+        if (_changed) {
+            sigaction(SIGCHLD, &kept, nullptr);
+        }
+    }
+
+    ~ChildrenKept() {
+        if (_changed) {
+            sigaction(SIGCHLD, &_before, nullptr);
+        }
+    }
+
+    ChildrenKept(const ChildrenKept&) = delete;
+    ChildrenKept& operator=(const ChildrenKept&) = delete;
+
+private:
+    struct sigaction _before {};
+
+    bool _changed = false;
+};
 
 int resultOf(int status) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-// Passes on what the script prints until it has ended, and ends it when its time is over.
+// Takes the next bytes of the pipe, and answers how many; 0 at its end.
+int takeSome(int output, OutputLog& log) {
+    char buffer[4096];
+    ssize_t count = 0;
+    do {
+        count = read(output, buffer, sizeof buffer);
+    } while (count < 0 && errno == EINTR);
+    log.take(buffer, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    return static_cast<int>(std::max<ssize_t>(count, 0));
+}
+
+// Takes what is in the pipe now, and not what is put into it meanwhile.
+void takeRest(int output, OutputLog& log) {
+    int left = 0;
+    ioctl(output, FIONREAD, &left);
+    for (int taken = 1; left > 0 && taken > 0; left -= taken) {
+        taken = takeSome(output, log);
+    }
+}
+
+// Passes on what the script prints until it has ended, and ends it when its time is over. A process that it
+// leaves running does not keep us, however much that prints.
 int attend(pid_t child, int output, const ScriptContext& context) {
     constexpr int tick = 20; // milliseconds between looks at the child while it prints nothing
     OutputLog log(context.label);
@@ -138,26 +194,26 @@ int attend(pid_t child, int output, const ScriptContext& context) {
     bool open = true;
     bool killed = false;
     while (true) {
-        pollfd waited{open ? output : -1, POLLIN, 0};
-        poll(&waited, 1, tick);
-        char buffer[4096];
-        const ssize_t count = waited.revents != 0 ? read(output, buffer, sizeof buffer) : -1;
-        if (count > 0) {
-            log.take(buffer, static_cast<std::size_t>(count));
-        } else if (count == 0) {
-            open = false;
-        }
         int status = 0;
-        // What it printed last is still taken; a process it left running does not keep us.
-        if (count <= 0 && waitpid(child, &status, WNOHANG) == child) {
+        const pid_t ended = waitpid(child, &status, WNOHANG);
+        if (ended == child) {
+            takeRest(output, log);
             return resultOf(status);
         }
+        if (ended < 0 && errno != EINTR) {
+            LUMO_LOG(LogError, "%s: how it ended is lost: %s", context.label.c_str(), std::strerror(errno));
+            return couldNotStart;
+        }
         if (!killed && Clock::now() >= deadline) {
-            LUMO_LOG(LogError, "%s: killed, it ran longer than its %d seconds", context.label.c_str(),
+            LUMO_LOG(LogWarning, "%s: killed, it ran longer than its %d s", context.label.c_str(),
                      context.timeoutSeconds);
             kill(-child, SIGKILL);
             kill(child, SIGKILL);
             killed = true;
+        }
+        pollfd waited{open ? output : -1, POLLIN, 0};
+        if (poll(&waited, 1, tick) > 0) {
+            open = takeSome(output, log) > 0;
         }
     }
 }
@@ -183,6 +239,7 @@ int runScript(const std::string& bytes, const ScriptContext& context) {
     }
     environment.push_back(nullptr);
     char* argv[] = {name.data(), nullptr};
+    const ChildrenKept kept;
     const pid_t parent = getpid();
     const pid_t child = fork();
     if (child == 0) {

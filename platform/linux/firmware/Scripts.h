@@ -17,7 +17,7 @@ struct ScriptContext {
 // executed from memory, so it needs no writable folder and leaves nothing behind; its first line names its
 // interpreter. When its time is over, it and its process group are killed; so is it when this process dies.
 // Answers its exit code, minus the signal that ended it, or 127 when it could not be started, with the reason
-// in the log.
+// in the log. What it leaves running is let be. One thread at a time: SIGCHLD is made to work meanwhile.
 int runScript(const std::string& bytes, const ScriptContext& context);
 
 } // namespace lumo
