@@ -43,7 +43,7 @@ State stateNamed(const std::string& name) {
             return state;
         }
     }
-    throw std::runtime_error("unknown state " + name);
+    throw std::runtime_error("unknown state \"" + printable(name) + "\"");
 }
 
 InstallRecord parse(const std::string& json) {
@@ -52,8 +52,14 @@ InstallRecord parse(const std::string& json) {
     record.state = stateNamed(root.at("state").get<std::string>());
     record.version = root.at("version").get<std::string>();
     record.previous = root.value("previous", "");
-    if (record.state != State::None && record.state != State::Begun && !isVersion(record.version)) {
-        throw std::runtime_error("no valid version");
+    const bool whole = record.state == State::AfterScripts || record.state == State::Complete;
+    for (const std::string& version : {record.version, record.previous}) {
+        if (!version.empty() && !isVersion(version)) {
+            throw std::runtime_error("not a version: \"" + printable(version) + "\"");
+        }
+    }
+    if (whole && record.version.empty()) {
+        throw std::runtime_error("no version");
     }
     return record;
 }
