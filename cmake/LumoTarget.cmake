@@ -8,7 +8,6 @@ function(lumo_target target)
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Wcast-qual -Wformat=2 -Werror
-    -Wno-gnu-zero-variadic-macro-arguments
     # Crash reports name frames of every function, on 32-bit ARM too.
     -funwind-tables -fno-omit-frame-pointer -fstack-protector-strong)
   target_compile_definitions(${target} PRIVATE

@@ -7,6 +7,7 @@
 #include "platform/linux/device/Files.h"
 #include "platform/linux/device/Log.h"
 #include "platform/linux/device/StrictJson.h"
+#include "platform/linux/device/Text.h"
 #include "platform/linux/firmware/Manifest.h"
 
 #define LUMO_LOG_FILE "platform/linux/firmware/InstallRecord"
@@ -43,7 +44,7 @@ State stateNamed(const std::string& name) {
             return state;
         }
     }
-    throw std::runtime_error("unknown state \"" + printable(name) + "\"");
+    throw std::runtime_error("unknown state \"" + visibleText(name) + "\"");
 }
 
 InstallRecord parse(const std::string& json) {
@@ -55,7 +56,7 @@ InstallRecord parse(const std::string& json) {
     const bool whole = record.state == State::AfterScripts || record.state == State::Complete;
     for (const std::string& version : {record.version, record.previous}) {
         if (!version.empty() && !isVersion(version)) {
-            throw std::runtime_error("not a version: \"" + printable(version) + "\"");
+            throw std::runtime_error("not a version: \"" + visibleText(version) + "\"");
         }
     }
     if (whole && record.version.empty()) {
