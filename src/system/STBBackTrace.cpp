@@ -1,6 +1,8 @@
 #include "src/system/STBBackTrace.h"
 
 #include <dlfcn.h>
+#include <setjmp.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -62,6 +64,27 @@ FILE* openReport(const char* description) {
     return report;
 }
 
+sigjmp_buf walkBroken;
+
+void leaveWalk(int) {
+    siglongjmp(walkBroken, 1);
+}
+
+// A program that wrote where it must not may have no stack left that can be followed; and unwind tables of
+// 32-bit ARM are exact at calls only, not at an instruction that faults. The report is finished all the same.
+void surviveBrokenWalk() {
+    struct sigaction action {};
+
+    action.sa_handler = leaveWalk;
+    sigset_t faults;
+    sigemptyset(&faults);
+    for (const int signal : {SIGSEGV, SIGBUS, SIGABRT}) {
+        sigaction(signal, &action, nullptr);
+        sigaddset(&faults, signal);
+    }
+    pthread_sigmask(SIG_UNBLOCK, &faults, nullptr);
+}
+
 } // namespace
 
 void STBBackTrace::install(const char* file, void (*callback)()) {
@@ -83,8 +106,13 @@ void STBBackTrace::signal_handler_function(int signal, siginfo_t*, void*) {
     FILE* out = openReport(description);
     fprintf(out, "Signal: %s\n", description);
     fputs("=============BACKTRACE BEGIN============\n", out);
-    fflush(out); // the walk itself may crash
-    printStack(out);
+    fflush(out);
+    if (sigsetjmp(walkBroken, 1) == 0) {
+        surviveBrokenWalk();
+        printStack(out);
+    } else {
+        fputs("The stack cannot be followed any further\n", out);
+    }
     fputs("=============BACKTRACE END============\n", out);
     if (out == stderr) {
         fflush(out);

@@ -20,6 +20,13 @@ extern "C" __attribute__((noinline)) void writeOutsideMemory() {
     *reinterpret_cast<volatile int*>(address) = 1;
 }
 
+// Takes the way back to its callers away before it crashes, as a buffer overrun on the stack does.
+extern "C" __attribute__((noinline)) void crashWithoutStack() {
+    auto* const frame = static_cast<volatile std::uintptr_t*>(__builtin_frame_address(0));
+    frame[0] = 64; // where the caller's frame is
+    writeOutsideMemory();
+}
+
 extern "C" __attribute__((noinline)) void lockTwice(pthread_helper::mutex& mutex) {
     mutex.lock();
     mutex.lock();
@@ -61,6 +68,11 @@ int main(int argc, char** argv) {
          [&] {
              STBBackTrace::install(nullptr, nullptr);
              writeOutsideMemory();
+         }},
+        {"segv-without-stack",
+         [&] {
+             STBBackTrace::install(nullptr, nullptr);
+             crashWithoutStack();
          }},
         {"segv-to-file",
          [&] {

@@ -67,6 +67,10 @@ TEST(STBBackTrace, ReportsStackOfThreadThatRaisedTheSignal) {
     expectReport(crash("segv-on-other-thread").err, SIGSEGV, "writeOutsideMemory");
 }
 
+TEST(STBBackTrace, FinishesTheReportWhenTheStackIsBroken) {
+    expectReport(crash("segv-without-stack").err, SIGSEGV, "crashWithoutStack");
+}
+
 TEST(STBBackTrace, HandlesEveryFatalSignal) {
     for (const int signal : {SIGSEGV, SIGABRT, SIGBUS, SIGXCPU, SIGILL}) {
         expectReport(crash("signal", std::to_string(signal)).err, signal, "main");
