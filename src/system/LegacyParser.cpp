@@ -38,8 +38,7 @@ void LegacyParser::endEntry() {
 }
 
 void LegacyParser::readPhrase(std::string_view line) {
-    const auto place = _phrases.lower_bound(line);
-    if (place != _phrases.end() && place->first == line) {
+    if (_phrases.find(line).data() != nullptr) {
         // Its translation, on the next line, will be taken for a source phrase.
         _report(Warning::DuplicatePhrase, _lineNumber, std::string(line), "");
         return;
@@ -47,7 +46,6 @@ void LegacyParser::readPhrase(std::string_view line) {
     _pending = line;
     _pendingLine = _lineNumber;
     _pendingIsKey = false;
-    _pendingPlace = place;
     _expectingPhrase = false;
 }
 
@@ -60,6 +58,6 @@ void LegacyParser::readTranslation(std::string_view line) {
 }
 
 void LegacyParser::insert(std::string_view translation) {
-    _phrases.emplace_hint(_pendingPlace, _pending, translation);
+    _phrases.insert(_pending, translation);
     _pendingIsKey = true;
 }

@@ -43,6 +43,5 @@ private:
     std::string_view _pending;
     int _pendingLine = 0;
     bool _pendingIsKey = false;
-    PhraseTable::const_iterator _pendingPlace = _phrases.end(); // where it belongs in the table
     bool _expectingPhrase = true;
 };

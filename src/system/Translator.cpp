@@ -105,8 +105,10 @@ std::string Translator::translate(const char* phrase, const char*, int) {
     if (*phrase == '\0') {
         return {};
     }
+    const std::string_view key = phrase;
     const std::lock_guard guard(_lock);
-    return find(phrase);
+    const std::string_view translation = _phrases.find(key);
+    return std::string(translation.data() != nullptr ? translation : key);
 }
 
 std::string Translator::translate(const std::string& phrase, const char* file, int line) {
@@ -137,8 +139,9 @@ void Translator::patchLangCode(std::string& code) {
 }
 
 std::string Translator::find(const char* phrase) const {
-    const auto entry = _phrases.find(std::string_view(phrase));
-    return entry != _phrases.end() ? entry->second : std::string(phrase);
+    const std::string_view key = phrase;
+    const std::string_view translation = _phrases.find(key);
+    return std::string(translation.data() != nullptr ? translation : key);
 }
 
 bool Translator::loadSetupLanguageFile(const std::string& fallback) {
@@ -235,20 +238,14 @@ PhraseTable Translator::readLegacy(const std::string& bytes, const std::string& 
 PhraseTable Translator::readCatalogue(const MoCatalogue& catalogue, const std::string& path) const {
     PhraseTable phrases;
     for (std::uint32_t index = 0; index < catalogue.size(); ++index) {
-        std::string phrase = programText(catalogue.phrase(index));
+        const std::string phrase = programText(catalogue.phrase(index));
         const std::string_view translation = catalogue.translation(index);
         if (phrase.empty()) {
             LOG(1, "Original is empty!"); // the catalogue's header, as a rule
-            continue;
-        }
-        const std::size_t count = phrases.size();
-        // Catalogues are sorted, but for what programText changed.
-        const auto entry = phrases.emplace_hint(phrases.end(), std::move(phrase), translation);
-        if (phrases.size() == count) {
-            LOG(2, "Duplicate original phrase in file %s, \"%s\"", path.c_str(), entry->first.c_str());
+        } else if (!phrases.insert(phrase, translation.empty() ? phrase : translation)) {
+            LOG(2, "Duplicate original phrase in file %s, \"%s\"", path.c_str(), phrase.c_str());
         } else if (translation.empty()) {
-            LOG(2, "Missing translation in file %s for phrase \"%s\"", path.c_str(), entry->first.c_str());
-            entry->second = entry->first;
+            LOG(2, "Missing translation in file %s for phrase \"%s\"", path.c_str(), phrase.c_str());
         }
     }
     return phrases;
@@ -256,6 +253,6 @@ PhraseTable Translator::readCatalogue(const MoCatalogue& catalogue, const std::s
 
 void Translator::replaceLanguage(PhraseTable phrases, const std::string& code) {
     const std::lock_guard guard(_lock);
-    _phrases.swap(phrases);
+    std::swap(_phrases, phrases);
     _languageCode = code;
 }
