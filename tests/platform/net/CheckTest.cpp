@@ -45,7 +45,7 @@ protected:
     }
 
     STBFirmwareUpdater::CheckForUpdatesResult check(const std::string& type = "") {
-        return STBFirmwareUpdater::checkForUpdates(type, "", 1);
+        return STBFirmwareUpdater::checkForUpdates(type, "", timeoutSeconds);
     }
 };
 
@@ -122,11 +122,12 @@ TEST_F(CheckTest, SaysWhyThereIsNoOffer) {
         Reply reply;
         int status;
         const char* says;
+        int timeout = 60;
     } cases[] = {
         {"missing", answer(404, "nothing"), 2, "HTTP status 404: no firmware there for this device"},
         {"gone", answer(410), 2, "HTTP status 410: no firmware"},
         {"a redirect to a dead server", redirectTo(dead.url()), 3, "redirected to http://127.0.0.1"},
-        {"a stall", Reply{"", "HTTP/1.1 200", Reply::End::Stall}, 3, "nothing came for 1 s"},
+        {"a stall", Reply{"", "HTTP/1.1 200", Reply::End::Stall}, 3, "nothing came for 1 s", 1},
         {"forbidden", answer(403), 4, "HTTP status 403"},
         {"broken", answer(503), 4, "HTTP status 503"},
         {"a redirect loop", redirectTo("/"), 4, "redirects"},
@@ -143,6 +144,7 @@ TEST_F(CheckTest, SaysWhyThereIsNoOffer) {
     for (const auto& entry : cases) {
         SCOPED_TRACE(entry.name);
         serve([&](const Request&, std::size_t) { return entry.reply; });
+        timeoutSeconds = entry.timeout;
         const auto result = check();
         EXPECT_EQ(result.status, entry.status);
         EXPECT_EQ(result.localVersion, "none");
@@ -201,7 +203,7 @@ TEST_F(CheckTest, WantsTheTypeThatLedToThePackage) {
     serve([&](const Request& request, std::size_t) {
         return answer(200, request.path == "/lumo/BOX/beta.json" ? channelFile("1.0") : package);
     });
-    const auto open = [](const std::string& url) { return STBFirmwareFile(url, nullptr).open(1); };
+    const auto open = [](const std::string& url) { return STBFirmwareFile(url, nullptr).open(60); };
     const std::string url = STBFirmwareUpdater::getFirmwareLocationInfo("beta", "").url;
     EXPECT_EQ(open(url), 4);
     EXPECT_THAT(log.takeProblem(), HasSubstr("is of type default, and type beta was asked for"));

@@ -332,10 +332,12 @@ TEST_F(DownloadTest, WaitsLongerAfterEachAttemptThatBroughtNothing) {
 }
 
 TEST_F(DownloadTest, AStallOrALostServerIsAnUnreachableOne) {
+    timeoutSeconds = 1;
     const Opened stalled = download(wholeFileReply(package).cut(cutAt, Reply::End::Stall));
     EXPECT_EQ(stalled.result, 2);
     EXPECT_THAT(stalled.error, HasSubstr("nothing came for 1 s, at byte 100000 of " + whole));
 
+    timeoutSeconds = 60;
     onProgress = [this](const Step& step) {
         if (step.done > 0) {
             server.reset();

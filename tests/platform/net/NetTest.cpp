@@ -33,7 +33,7 @@ Opened NetTest::open(const std::string& url, const std::optional<std::string>& t
     Opened opened;
     try {
         opened.package = openPackage(
-            url, config, type, 1,
+            url, config, type, timeoutSeconds,
             [&](STBFirmwareFile::CurrentOperation operation, auto total, auto done, double percent) {
                 opened.steps.push_back({operation, total, done, percent});
                 if (onProgress) {

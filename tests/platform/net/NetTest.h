@@ -53,6 +53,8 @@ protected:
     PrivateKey key = PrivateKey::generate();
     Config config;
     std::unique_ptr<support::HostileServer> server;
+    // For stalls on purpose 1; the others must not be seen where a machine is merely busy.
+    int timeoutSeconds = 60;
     // Called on each report of progress while a package is opened.
     std::function<void(const Step&)> onProgress;
 };

@@ -188,12 +188,12 @@ TEST_F(OpenPackageTest, NeedsItsKeysAndAPlaceForTheSpool) {
     writePackage(100, 0666);
     writeFile(config.stateDir, "not a folder");
     STBFirmwareFile spoolless("file://" + folder.file("a%20b.bin"), nullptr);
-    EXPECT_EQ(spoolless.open(1), 7);
+    EXPECT_EQ(spoolless.open(60), 7);
     EXPECT_THAT(log.takeProblem(), HasSubstr(path + ": no place for the package: "));
     config.keys = {folder.file("nokey.pem")};
     log.use(config);
     STBFirmwareFile keyless(path, nullptr);
-    EXPECT_EQ(keyless.open(1), 7);
+    EXPECT_EQ(keyless.open(60), 7);
     EXPECT_THAT(log.takeProblem(), HasSubstr("nokey.pem"));
 }
 
@@ -204,7 +204,7 @@ TEST_F(OpenPackageTest, DescribesThePackageInTheLog) {
     writeFile(path,
               support::PackageBuilder().device("BOX").device("TV").version("2.0").block("k", "abc").build());
     STBFirmwareFile file(path, nullptr);
-    ASSERT_EQ(file.open(1), 0);
+    ASSERT_EQ(file.open(60), 0);
     EXPECT_EQ(log.takeProblem(), "warning Package " + path + " is not signed: anyone could have made it");
     EXPECT_THAT(log.messages(), Contains("notice Package " + path +
                                          ": version 2.0, type default, for BOX, TV, 4099 bytes, not signed"));
@@ -214,16 +214,16 @@ TEST_F(OpenPackageTest, DescribesThePackageInTheLog) {
 
 TEST_F(OpenPackageTest, FailsOnceAndLeavesNoBlocks) {
     STBFirmwareFile missing("", nullptr);
-    EXPECT_EQ(missing.open(1), 1);
+    EXPECT_EQ(missing.open(60), 1);
     EXPECT_EQ(log.takeProblem(), "error no package location is known");
     EXPECT_TRUE(missing.getBlocks().empty());
 
     writePackage(100);
     STBFirmwareFile file(path, nullptr);
     EXPECT_TRUE(file.getBlocks().empty());
-    ASSERT_EQ(file.open(1), 0);
+    ASSERT_EQ(file.open(60), 0);
     EXPECT_EQ(file.getBlocks().at("rootfs").size, 100u);
-    EXPECT_EQ(file.open(1), 7);
+    EXPECT_EQ(file.open(60), 7);
     EXPECT_EQ(log.takeProblem(), "error " + path + ": opened twice");
     EXPECT_EQ(file.getBlocks().size(), 1u);
 }
@@ -236,7 +236,7 @@ TEST_F(OpenPackageTest, SurvivesAListenerThatThrows) {
             ThrowingListener listener;
             listener.throwsNumber = throwsNumber;
             STBFirmwareFile file(url, &listener);
-            EXPECT_EQ(file.open(1), 7);
+            EXPECT_EQ(file.open(60), 7);
             EXPECT_THAT(log.takeProblem(), StartsWith("error " + url + ": "));
             EXPECT_TRUE(file.getBlocks().empty());
         }
