@@ -11,7 +11,7 @@ namespace lumo {
 
 namespace {
 
-constexpr std::size_t maxChannelSize = 64 * 1024;
+constexpr std::size_t maxChannelSize = 64 << 10;
 
 std::string textOf(const nlohmann::json& root, const char* key) {
     const auto found = root.find(key);

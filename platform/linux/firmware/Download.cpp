@@ -16,7 +16,7 @@ namespace {
 
 constexpr int maxSetbacks = 5;
 // What an attempt must bring to count: a server that sends a byte at a time does not keep us for ever.
-constexpr std::uint64_t leastProgress = 64 * 1024;
+constexpr std::uint64_t leastProgress = 64 << 10;
 
 std::optional<std::uint64_t> parseNumber(std::string_view text) {
     std::uint64_t value = 0;

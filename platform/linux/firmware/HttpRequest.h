@@ -18,9 +18,10 @@
 
 namespace lumo {
 
-// One GET over libcurl from an http or https URL, following up to ten redirects within http and https. The
-// server has options.timeoutSeconds to be connected to, and after that as long, and up to a second more, for
-// each sign of life. One thread; one perform() each.
+// One GET over libcurl from an http or https URL, following up to ten redirects within http and https,
+// through the proxy that the environment names (http_proxy, https_proxy, all_proxy, no_proxy), if it does.
+// The server has options.timeoutSeconds to be connected to, and after that as long, and up to a second more,
+// for each sign of life. One thread; one perform() each.
 class HttpRequest {
 public:
     // Takes the body of an accepted answer as it arrives. What it throws ends the transfer.

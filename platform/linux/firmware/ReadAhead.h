@@ -17,7 +17,7 @@ namespace lumo {
 // thread.
 class ReadAhead {
 public:
-    static constexpr std::size_t windowSize = 512 * 1024;
+    static constexpr std::size_t windowSize = 512 << 10;
 
     // Fills the whole span with the bytes at offset, or throws. Called in order; on another thread.
     using Reader = std::function<void(std::uint64_t offset, std::span<std::byte> bytes)>;

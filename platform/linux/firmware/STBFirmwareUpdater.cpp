@@ -102,6 +102,7 @@ STBFirmwareUpdater::CheckForUpdatesResult STBFirmwareUpdater::checkForUpdates(co
         return result;
     } catch (const std::exception& error) {
         LUMO_LOG(LogError, "%s", error.what());
+        result.status = static_cast<std::int32_t>(ChannelAnswer::Outcome::Failed);
         return result;
     }
 }

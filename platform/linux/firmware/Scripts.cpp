@@ -234,6 +234,7 @@ int runScript(const std::string& bytes, const ScriptContext& context) {
                                        "LUMO_DEVICE_ID=" + context.deviceId,
                                        "LUMO_VERSION=" + context.version};
     std::vector<char*> environment;
+    environment.reserve(variables.size() + 1);
     for (std::string& variable : variables) {
         environment.push_back(variable.data());
     }

@@ -51,7 +51,7 @@ bool hasScheme(const std::string& url) {
 
 std::string pathOf(CURLU* handle, const std::string& url) {
     const std::string host = partOf(handle, CURLUPART_HOST);
-    const std::string path = partOf(handle, CURLUPART_PATH, CURLU_URLDECODE);
+    std::string path = partOf(handle, CURLUPART_PATH, CURLU_URLDECODE);
     if (!(host.empty() || host == "localhost") || path.empty()) {
         throw FirmwareError(OpenResult::NotFound, "not a file of this machine: " + shownUrl(url));
     }
