@@ -104,6 +104,11 @@ const char* reasonOf(int error) {
     }
 }
 
+[[noreturn]] void giveUp(int output, const char* reason) {
+    [[maybe_unused]] const ssize_t written = write(output, reason, std::strlen(reason));
+    _exit(couldNotStart);
+}
+
 // The child's side of fork: nothing here may allocate or lock.
 [[noreturn]] void becomeScript(int script, int output, pid_t parent, char* const* argv,
                                char* const* environment) {
@@ -122,14 +127,12 @@ const char* reasonOf(int error) {
     const int nothing = open("/dev/null", O_RDONLY);
     if (chdir("/") != 0 || nothing < 0 || dup2(nothing, 0) < 0 || dup2(output, 1) < 0 ||
         dup2(output, 2) < 0 || dup2(script, inherited) < 0) {
-        _exit(couldNotStart);
+        giveUp(output, "cannot be started: there is no / or no /dev/null\n");
     }
     umask(022);
     closefrom(inherited + 1);
     execve("/proc/self/fd/3", argv, environment);
-    const char* const reason = reasonOf(errno);
-    [[maybe_unused]] const ssize_t written = write(2, reason, std::strlen(reason));
-    _exit(couldNotStart);
+    giveUp(STDERR_FILENO, reasonOf(errno));
 }
 
 // Lets this process learn how its children end, also where whoever started it had them ignored.
@@ -222,13 +225,14 @@ int attend(pid_t child, int output, const ScriptContext& context) {
 
 int runScript(const std::string& bytes, const ScriptContext& context) {
     const UniqueFd script = fileOf(bytes);
-    int ends[2];
-    if (!script || pipe2(ends, O_CLOEXEC) != 0) {
+    int ends[2] = {-1, -1};
+    const bool prepared = script && pipe2(ends, O_CLOEXEC) == 0;
+    const UniqueFd output(ends[0]);
+    UniqueFd input = high(ends[1]);
+    if (!prepared || !input) {
         LUMO_LOG(LogError, "%s: cannot be prepared: %s", context.label.c_str(), std::strerror(errno));
         return couldNotStart;
     }
-    const UniqueFd output(ends[0]);
-    UniqueFd input = high(ends[1]);
     std::string name = context.label;
     std::vector<std::string> variables{"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "HOME=/",
                                        "LUMO_DEVICE_ID=" + context.deviceId,
