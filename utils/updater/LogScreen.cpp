@@ -10,7 +10,9 @@ namespace {
 
 constexpr int LEVEL_INFORMATION = 4;
 
-void log(int line, const std::string& text) {
+// A text of several lines is one line of the log, whichever way its line breaks are written.
+void log(int line, const std::string& lines) {
+    const std::string text = replaceString(replaceString(lines, "\\n", " "), "\n", " ");
     STBLogger_log(nullptr, "updater", LEVEL_INFORMATION, line, "utils/updater/LogScreen", "%s", text.c_str());
 }
 
@@ -30,7 +32,9 @@ std::string operationPhrase(STBFirmwareUpdater::CurrentOperation operation) {
 
 } // namespace
 
-LogScreen::LogScreen(SystemActions& actions) : _actions(actions) {}
+LogScreen::LogScreen(SystemActions& actions) : _actions(actions) {
+    Translator::getInstance()->loadSetupLanguageFile("ru");
+}
 
 void LogScreen::onFileOpenProgress(STBFirmwareFile::CurrentOperation operation, long long totalBytes,
                                    long long processedBytes, double percent) {

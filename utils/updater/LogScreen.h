@@ -9,7 +9,7 @@ class SystemActions;
 // A screen without a picture: texts and finished operations become lines in the platform's log, at level 4.
 class LogScreen final : public ProgressScreen {
 public:
-    // actions must outlive the screen.
+    // Loads the viewer's language, Russian when none was chosen. actions must outlive the screen.
     explicit LogScreen(SystemActions& actions);
 
     void onFileOpenProgress(STBFirmwareFile::CurrentOperation operation, long long totalBytes,
