@@ -172,27 +172,22 @@ std::optional<Request> HostileServer::readRequest(int client) {
     return parseRequest(head);
 }
 
-// -1 when the client is gone or the server is to end.
-ssize_t HostileServer::sendSome(int client, const char* bytes, std::size_t size) const {
-    while (waitFor(client, POLLOUT)) {
-        const ssize_t count = send(client, bytes, size, MSG_NOSIGNAL);
-        if (count >= 0 || errno != EAGAIN) {
-            return count;
-        }
-    }
-    return -1;
-}
-
+// False when the client is gone or the server is to end.
 bool HostileServer::sendAll(int client, const std::string& bytes, bool counted) {
     std::size_t sent = 0;
     while (sent < bytes.size()) {
-        const ssize_t count = sendSome(client, bytes.data() + sent, bytes.size() - sent);
-        if (count < 0) {
+        if (!waitFor(client, POLLOUT)) {
             return false;
         }
-        sent += static_cast<std::size_t>(count);
+        // Under the lock, so that who got the bytes finds them counted.
         const std::lock_guard lock(_mutex);
-        _bytesSent += counted ? static_cast<std::uint64_t>(count) : 0;
+        const ssize_t count = send(client, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        if (count < 0 && errno != EAGAIN) {
+            return false;
+        }
+        const auto taken = static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+        sent += taken;
+        _bytesSent += counted ? taken : 0;
     }
     return true;
 }

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -78,7 +76,6 @@ private:
     void attend(int client);
     std::optional<Request> readRequest(int client);
     bool waitFor(int client, short events) const;
-    ssize_t sendSome(int client, const char* bytes, std::size_t size) const;
     bool sendAll(int client, const std::string& bytes, bool counted);
 
     const Handler _handler;
