@@ -46,8 +46,8 @@ const TRITEM* findItem(const TRLIST& items, std::string_view token) {
     return number && *number > 0 ? items.getItem(static_cast<std::uint32_t>(*number)) : nullptr;
 }
 
-// Positions are 32-bit and wrap: an empty item at the start of the text puts the position before it, which is
-// the largest one, and ends the search. Catalogues rely on text that follows such an item staying as it is.
+// Positions are 32-bit and wrap, on purpose: an empty item at the start of the text puts the position before
+// it, which is the largest one, and ends the search with all later placeholders left as they are.
 void substitute(std::string& text, const TRLIST& items) {
     std::uint32_t position = 0;
     while (position <= text.size()) {
@@ -101,14 +101,18 @@ Translator* Translator::getInstance() {
     return _instance.get();
 }
 
+[[gnu::always_inline]] inline std::string Translator::find(std::string_view phrase) const {
+    const std::string_view translation = _phrases.find(phrase);
+    return std::string(translation.data() != nullptr ? translation : phrase);
+}
+
 std::string Translator::translate(const char* phrase, const char*, int) {
     if (*phrase == '\0') {
         return {};
     }
     const std::string_view key = phrase;
     const std::lock_guard guard(_lock);
-    const std::string_view translation = _phrases.find(key);
-    return std::string(translation.data() != nullptr ? translation : key);
+    return find(key);
 }
 
 std::string Translator::translate(const std::string& phrase, const char* file, int line) {
@@ -136,12 +140,6 @@ void Translator::patchLangCode(std::string& code) {
         code = "et";
         setNewLanguageCode(code);
     }
-}
-
-std::string Translator::find(const char* phrase) const {
-    const std::string_view key = phrase;
-    const std::string_view translation = _phrases.find(key);
-    return std::string(translation.data() != nullptr ? translation : key);
 }
 
 bool Translator::loadSetupLanguageFile(const std::string& fallback) {

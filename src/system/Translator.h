@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "inc/private/pthread_helper.h"
 #include "src/system/PhraseTable.h"
@@ -80,7 +81,7 @@ private:
     Translator() = default;
 
     // The translation of phrase, or phrase itself. With the lock held.
-    std::string find(const char* phrase) const;
+    std::string find(std::string_view phrase) const;
 
     PhraseTable readLegacy(const std::string& bytes, const std::string& path) const;
     PhraseTable readCatalogue(const MoCatalogue& catalogue, const std::string& path) const;
