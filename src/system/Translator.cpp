@@ -131,6 +131,7 @@ std::string Translator::translate(const std::string& phrase, const TRLIST& items
     return translate(phrase.c_str(), items, file, line);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): a copy, so that the current code may be given
 void Translator::setNewLanguageCode(std::string code) {
     std::ofstream(storedCodePath, std::ios::binary | std::ios::trunc) << code;
 }
@@ -159,6 +160,7 @@ bool Translator::loadSetupLanguageFile(const std::string& fallback) {
     return loadFile(languageFolder + fallback, fallback);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): a copy, so that the current code may be given
 bool Translator::loadLanguageFile(std::string code) {
     return !code.empty() && loadFile(languageFolder + code, code);
 }
