@@ -21,6 +21,7 @@ constexpr const char* end = "=============BACKTRACE END============";
 support::ProcessResult runChild(const std::string& way, const std::string& argument = "") {
     support::Program program;
     program.command = {LUMO_CRASH_CHILD, way, argument};
+    program.environment["TSAN_OPTIONS"] = "report_signal_unsafe=0"; // the handler takes that risk knowingly
     return support::run(program);
 }
 
