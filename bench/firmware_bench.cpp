@@ -98,7 +98,7 @@ public:
         const auto package =
             openPackage(folder.file("package.bin"), config, std::nullopt, 1, [](auto, auto, auto, auto) {});
         std::vector<STBFirmwareFile::Block> blocks;
-        for (const auto& [key, block] : package->describeBlocks()) {
+        for (const auto& [key, block] : package->blocks()) {
             blocks.push_back(block);
         }
         return Installer(*package, blocks, config, nullptr, false).run();

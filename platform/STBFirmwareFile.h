@@ -60,7 +60,8 @@ public:
     //          5 damaged: its length, a hash or a compressed stream is wrong
     //          6 its signature is missing or wrong
     //          7 any other failure (memory, disk space, configuration)
-    // A failure leaves no blocks, and one line in the log that names its cause.
+    // A failure leaves no blocks, and one line in the log that names its cause; only for an empty url there
+    // is none, for whoever was asked for the location has said why there is none.
     int open(int timeoutSeconds);
 
     // The package's blocks by key, in bytewise order of the keys; empty before a successful open().

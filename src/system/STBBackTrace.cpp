@@ -65,20 +65,27 @@ FILE* openReport(const char* description) {
 }
 
 sigjmp_buf walkBroken;
+pthread_t walker; // the thread that set it
 
 void leaveWalk(int) {
+    if (pthread_equal(pthread_self(), walker) == 0) {
+        STBBackTrace::killProcess();
+    }
     siglongjmp(walkBroken, 1);
 }
 
-// A program that wrote where it must not may have no stack left that can be followed; and unwind tables of
-// 32-bit ARM are exact at calls only, not at an instruction that faults. The report is finished all the same.
-void surviveBrokenWalk() {
+void endProcess(int) {
+    STBBackTrace::killProcess();
+}
+
+// From now on a fault calls handler, also while this thread handles one.
+void handleFaults(void (*handler)(int)) {
     struct sigaction action {};
 
-    action.sa_handler = leaveWalk;
+    action.sa_handler = handler;
     sigset_t faults;
     sigemptyset(&faults);
-    for (const int signal : {SIGSEGV, SIGBUS, SIGABRT}) {
+    for (const int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGILL}) {
         sigaction(signal, &action, nullptr);
         sigaddset(&faults, signal);
     }
@@ -107,12 +114,17 @@ void STBBackTrace::signal_handler_function(int signal, siginfo_t*, void*) {
     fprintf(out, "Signal: %s\n", description);
     fputs("=============BACKTRACE BEGIN============\n", out);
     fflush(out);
+    // A program that wrote where it must not may have no stack left that can be followed; and unwind tables
+    // of 32-bit ARM are exact at calls only, not at an instruction that faults. The report is finished all
+    // the same.
+    walker = pthread_self();
     if (sigsetjmp(walkBroken, 1) == 0) {
-        surviveBrokenWalk();
+        handleFaults(leaveWalk);
         printStack(out);
     } else {
         fputs("The stack cannot be followed any further\n", out);
     }
+    handleFaults(endProcess);
     fputs("=============BACKTRACE END============\n", out);
     if (out == stderr) {
         fflush(out);

@@ -30,13 +30,15 @@ void writeAll(int fd, std::string_view bytes, const std::string& path) {
     }
 }
 
+constexpr const char* temporaryPrefix = ".lumo-";
+
 std::string randomName() {
     std::uint64_t bits = 0;
     if (::getrandom(&bits, sizeof bits, 0) != static_cast<ssize_t>(sizeof bits)) {
         throw std::system_error(errno, std::generic_category(), "cannot get random bytes");
     }
     char name[32];
-    std::snprintf(name, sizeof name, ".lumo-%016llx", static_cast<unsigned long long>(bits));
+    std::snprintf(name, sizeof name, "%s%016llx", temporaryPrefix, static_cast<unsigned long long>(bits));
     return name;
 }
 
@@ -142,6 +144,17 @@ void writeFileDurably(const std::string& path, std::string_view bytes) {
     file.fill(bytes);
     file.moveTo(path);
     syncDirectory(parentDirectory(path));
+}
+
+void removeStaleTemporaries(const std::string& directory) {
+    const std::size_t length = std::string_view(temporaryPrefix).size() + 16;
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, ignored)) {
+        const std::string name = entry.path().filename().string();
+        if (name.starts_with(temporaryPrefix) && name.size() == length && entry.is_regular_file(ignored)) {
+            std::filesystem::remove(entry.path(), ignored);
+        }
+    }
 }
 
 std::optional<std::string> readSmallFile(const std::string& path, std::size_t maxBytes) {

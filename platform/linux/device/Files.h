@@ -28,6 +28,10 @@ void ensureDirectory(const std::string& path);
 // followed. Throws, leaving the old content and no temporary file.
 void writeFileDurably(const std::string& path, std::string_view bytes);
 
+// Removes what writeFileDurably left in a folder when a process was killed in the middle of it. Nobody else
+// may be writing there at the same time. Never throws.
+void removeStaleTemporaries(const std::string& directory);
+
 // The content of a regular file (also one of procfs or sysfs); empty when there is no such file. Throws when
 // it cannot be read, is longer than maxBytes or is not a regular file.
 std::optional<std::string> readSmallFile(const std::string& path, std::size_t maxBytes);

@@ -64,11 +64,15 @@ std::uint64_t BlockInstaller::eraseBlockEnd(std::uint64_t offset) const {
     return std::min<std::uint64_t>((offset / size + 1) * size, _block.size);
 }
 
-void BlockInstaller::checkUnchanged() {
-    Meter meter(_progress, STBFirmwareUpdater::OPERATION_CHECKSUM, _block.size);
+void BlockInstaller::refuseChanges() const {
     if (!_package.isUnchanged(_index)) {
         throw FirmwareError(OpenResult::Damaged, _package.url() + " was changed after it was checked");
     }
+}
+
+void BlockInstaller::checkUnchanged() {
+    Meter meter(_progress, STBFirmwareUpdater::OPERATION_CHECKSUM, _block.size);
+    refuseChanges();
     meter.finish();
 }
 
@@ -158,6 +162,7 @@ void BlockInstaller::compare(Unreadable unreadable) {
     for (const Range& range : different) {
         markDifferent(range.begin, range.end);
     }
+    refuseChanges();
     meter.finish();
 }
 
@@ -190,6 +195,7 @@ void BlockInstaller::write() {
     }
     _flash.sync();
     readBack(advance);
+    refuseChanges();
     meter.finish();
 }
 

@@ -58,6 +58,7 @@ private:
 
     using Advance = std::function<void(std::uint64_t bytes)>;
 
+    void refuseChanges() const;
     std::uint64_t eraseBlockEnd(std::uint64_t offset) const;
     bool flashEquals(std::uint64_t offset, std::span<const std::byte> bytes, Unreadable unreadable);
     bool beginsEqual(std::uint64_t offset, Unreadable unreadable);

@@ -55,6 +55,11 @@ void FlashMtd::readGeometry() {
                          "impossible geometry: erase blocks of " + std::to_string(_eraseSize) +
                              " bytes, pages of " + std::to_string(_pageSize));
     }
+    // Writers cut a block into slices of that many bytes; a page must not lie across two of them.
+    if (defaultEraseSize % _pageSize != 0) {
+        throw flashError(Operation::Query, _name,
+                         "pages of " + std::to_string(_pageSize) + " bytes, whose size is no power of two");
+    }
     _size = static_cast<std::uint64_t>(physicalSize);
     if (_needsErase) {
         _size -= _size % _eraseSize; // what cannot be erased cannot be used

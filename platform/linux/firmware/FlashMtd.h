@@ -8,7 +8,7 @@
 
 namespace lumo {
 
-// Raw flash (NOR, NAND, data flash, RAM) behind an MTD character device.
+// Raw flash (NOR, NAND, RAM) behind an MTD character device.
 //
 // On NAND the blocks that are marked bad when the device is opened are left out; a block that goes bad later
 // fails its erase or write. Reads whose errors the ECC could not correct fail: the driver hands out such

@@ -1,10 +1,13 @@
 #include "platform/linux/firmware/Installer.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <exception>
 #include <set>
 #include <system_error>
 
+#include "platform/linux/device/Files.h"
 #include "platform/linux/device/Log.h"
 #include "platform/linux/firmware/FirmwareError.h"
 #include "platform/linux/firmware/InstallLock.h"
@@ -28,6 +31,26 @@ class TooLarge : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+void checkSize(const ManifestBlock& block, const std::string& flash, std::uint64_t size) {
+    if (block.size > size) {
+        throw TooLarge("block " + block.name + " has " + std::to_string(block.size) +
+                       " bytes, and its target " + block.target + " (" + flash + ") holds " +
+                       std::to_string(size));
+    }
+}
+
+// The same for all names of one device or file.
+std::string identityOf(const std::string& path) {
+    struct stat status {};
+
+    if (stat(path.c_str(), &status) != 0) {
+        return path;
+    }
+    const bool device = S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode);
+    return device ? "device " + std::to_string(status.st_rdev)
+                  : "file " + std::to_string(status.st_dev) + " " + std::to_string(status.st_ino);
+}
 
 } // namespace
 
@@ -59,6 +82,10 @@ Result Installer::run() {
         return fail(_touched ? STBFirmwareUpdater::UPDATE_WRITE_FAILED
                              : STBFirmwareUpdater::UPDATE_WRONG_FORMAT,
                     error.what());
+    } catch (...) {
+        return fail(_touched ? STBFirmwareUpdater::UPDATE_WRITE_FAILED
+                             : STBFirmwareUpdater::UPDATE_FLASH_ERROR,
+                    "the listener threw something");
     }
 }
 
@@ -87,12 +114,18 @@ Result Installer::installIfAlone() {
     _before = readInstallRecord(_config.stateDir);
     const std::string& version = _package.manifest().version;
     if (!_force && _before.wouldDowngradeTo(version)) {
-        const std::string& last =
-            _before.state == InstallRecord::State::Begun ? _before.previous : _before.installedVersion();
+        if (_before.state == InstallRecord::State::Begun) {
+            throw CannotHonour("an installation of version " + _before.version +
+                               " was cut short, and the package "
+                               "holds " +
+                               version + ", which is older than " + _before.previous +
+                               ", the last that was wholly installed: not installed unless forced");
+        }
         LUMO_LOG(LogWarning, "version %s is installed, and the package holds the older %s: not installed",
-                 last.c_str(), version.c_str());
+                 _before.installedVersion().c_str(), version.c_str());
         return STBFirmwareUpdater::UPDATE_NOT_NEEDED;
     }
+    removeStaleTemporaries(_config.stateDir);
     return install();
 }
 
@@ -115,6 +148,11 @@ void Installer::plan() {
             throw CannotHonour("block " + block.name + " is for " + block.target +
                                ", and the flash map has no such target");
         }
+        // Asked of files before any is opened, which would make or extend it.
+        const FlashTarget& target = _config.flash.at(block.target);
+        if (target.kind == FlashTarget::Kind::File) {
+            checkSize(block, target.path, target.size);
+        }
     }
     for (std::size_t i = 0; i < blocks.size(); ++i) {
         if (!_package.isUnchanged(i)) {
@@ -128,13 +166,8 @@ void Installer::plan() {
 void Installer::checkSizes() const {
     std::set<std::string> devices;
     for (const Job& job : _jobs) {
-        const ManifestBlock& block = _package.manifest().blocks[job.index];
-        if (block.size > job.flash->size()) {
-            throw TooLarge("block " + block.name + " has " + std::to_string(block.size) +
-                           " bytes, and its target " + block.target + " (" + job.flash->name() + ") holds " +
-                           std::to_string(job.flash->size()));
-        }
-        if (!devices.insert(job.flash->name()).second) {
+        checkSize(_package.manifest().blocks[job.index], job.flash->name(), job.flash->size());
+        if (!devices.insert(identityOf(job.flash->name())).second) {
             throw CannotHonour("two blocks of the package lead to " + job.flash->name());
         }
     }

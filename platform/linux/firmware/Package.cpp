@@ -6,35 +6,34 @@
 
 namespace lumo {
 
-Package::Package(std::string url, PackageFile file, Manifest manifest, std::string signer,
+Package::Package(std::string url, PackageFile file, Manifest manifest, std::string signature,
                  std::map<std::size_t, std::unique_ptr<DecodedBlock>> decoded)
     : _url(std::move(url)),
       _file(std::move(file)),
       _manifest(std::move(manifest)),
-      _signer(std::move(signer)),
-      _decoded(std::move(decoded)) {}
-
-std::map<std::string, STBFirmwareFile::Block> Package::describeBlocks() {
-    static constexpr unsigned char nothing = 0;
-    std::map<std::string, STBFirmwareFile::Block> blocks;
+      _signature(std::move(signature)),
+      _decoded(std::move(decoded)) {
     for (std::size_t i = 0; i < _manifest.blocks.size(); ++i) {
         const ManifestBlock& block = _manifest.blocks[i];
-        const auto decoded = _decoded.find(i);
-        const unsigned char* data = &nothing;
-        if (decoded != _decoded.end() && block.size > 0) {
-            data = reinterpret_cast<const unsigned char*>(decoded->second->bytes().data());
-        } else if (block.size > 0) {
-            data = _file.map() + block.payload.offset;
-        }
-        blocks[block.key] = {block.name,
-                             data,
-                             block.size,
-                             static_cast<std::uint32_t>(i),
-                             static_cast<std::uint32_t>(block.payload.stored),
-                             static_cast<std::uint32_t>(block.compression),
-                             0};
+        _blocks[block.key] = {block.name,
+                              addressOf(i),
+                              block.size,
+                              static_cast<std::uint32_t>(i),
+                              static_cast<std::uint32_t>(block.payload.stored),
+                              static_cast<std::uint32_t>(block.compression),
+                              0};
     }
-    return blocks;
+}
+
+const unsigned char* Package::addressOf(std::size_t index) {
+    static constexpr unsigned char nothing = 0;
+    const ManifestBlock& block = _manifest.blocks[index];
+    if (block.size == 0) {
+        return &nothing;
+    }
+    const auto decoded = _decoded.find(index);
+    return decoded != _decoded.end() ? reinterpret_cast<const unsigned char*>(decoded->second->bytes().data())
+                                     : _file.map(block.payload.offset, block.size);
 }
 
 void Package::readBlock(std::size_t index, std::uint64_t offset, std::span<std::byte> bytes) const {

@@ -21,17 +21,19 @@ namespace lumo {
 class Package {
 public:
     // url: what messages call it.
-    Package(std::string url, PackageFile file, Manifest manifest, std::string signer,
+    // signature: what the log says of it. Makes every block addressable; throws FirmwareError when that is
+    // impossible.
+    Package(std::string url, PackageFile file, Manifest manifest, std::string signature,
             std::map<std::size_t, std::unique_ptr<DecodedBlock>> decoded);
 
     const std::string& url() const { return _url; }
 
     const Manifest& manifest() const { return _manifest; }
 
-    const std::string& signer() const { return _signer; } // key id; empty: unsigned
+    const std::string& signature() const { return _signature; }
 
     // The blocks as users of the platform library see them, by key.
-    std::map<std::string, STBFirmwareFile::Block> describeBlocks();
+    const std::map<std::string, STBFirmwareFile::Block>& blocks() const { return _blocks; }
 
     // Bytes of a block, decoded; offset and length within its size. Throws FirmwareError.
     void readBlock(std::size_t index, std::uint64_t offset, std::span<std::byte> bytes) const;
@@ -44,11 +46,14 @@ public:
     const PackageFile& file() const { return _file; }
 
 private:
+    const unsigned char* addressOf(std::size_t index);
+
     std::string _url;
     PackageFile _file;
     Manifest _manifest;
-    std::string _signer;
+    std::string _signature;
     std::map<std::size_t, std::unique_ptr<DecodedBlock>> _decoded;
+    std::map<std::string, STBFirmwareFile::Block> _blocks;
 };
 
 // Receives what STBFirmwareFile::EventsListener is told.

@@ -58,12 +58,11 @@ PackageFile::PackageFile(PackageFile&& other) noexcept
       _spool(other._spool),
       _size(other._size),
       _stamp(other._stamp),
-      _mapping(std::exchange(other._mapping, nullptr)),
-      _mappedSize(other._mappedSize) {}
+      _mappings(std::exchange(other._mappings, {})) {}
 
 PackageFile::~PackageFile() {
-    if (_mapping != nullptr) {
-        munmap(_mapping, _mappedSize);
+    for (const auto& [mapping, size] : _mappings) {
+        munmap(mapping, size);
     }
 }
 
@@ -149,20 +148,20 @@ void PackageFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
     }
 }
 
-const unsigned char* PackageFile::map() {
-    if (_mapping == nullptr && _size > 0) {
-        if (_size > std::numeric_limits<std::size_t>::max() / 2) {
-            throw FirmwareError(OpenResult::Failed, _name + " has " + std::to_string(_size) +
-                                                        " bytes, more than this machine can address");
-        }
-        void* mapping = mmap(nullptr, static_cast<std::size_t>(_size), PROT_READ, MAP_SHARED, _fd.get(), 0);
-        if (mapping == MAP_FAILED) {
-            throw failed("cannot map " + _name);
-        }
-        _mapping = mapping;
-        _mappedSize = static_cast<std::size_t>(_size);
+const unsigned char* PackageFile::map(std::uint64_t offset, std::uint64_t size) {
+    const auto pageSize = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+    const std::uint64_t lead = offset % pageSize;
+    void* mapping = MAP_FAILED;
+    errno = ENOMEM;
+    if (size + lead <= std::numeric_limits<std::size_t>::max() / 2) {
+        mapping = mmap(nullptr, static_cast<std::size_t>(size + lead), PROT_READ, MAP_SHARED, _fd.get(),
+                       static_cast<off_t>(offset - lead));
     }
-    return static_cast<const unsigned char*>(_mapping);
+    if (mapping == MAP_FAILED) {
+        throw failed("cannot map " + std::to_string(size) + " bytes of " + _name);
+    }
+    _mappings.emplace_back(mapping, static_cast<std::size_t>(size + lead));
+    return static_cast<const unsigned char*>(mapping) + lead;
 }
 
 void PackageFile::reserve(std::uint64_t bytes) {

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/linux/device/UniqueFd.h"
 
@@ -38,8 +40,8 @@ public:
 
     // Fills the whole span.
     void read(std::uint64_t offset, std::span<std::byte> bytes) const;
-    // Makes all of it readable through memory until the object dies; null when it is empty.
-    const unsigned char* map();
+    // Makes a part of it, which is not empty, readable through memory until the object dies.
+    const unsigned char* map(std::uint64_t offset, std::uint64_t size);
 
     // Spool files only. reserve: fails now when the disk has no room for so many bytes.
     void reserve(std::uint64_t bytes);
@@ -61,8 +63,7 @@ private:
     bool _spool;
     std::uint64_t _size = 0;
     Stamp _stamp;
-    void* _mapping = nullptr;
-    std::size_t _mappedSize = 0;
+    std::vector<std::pair<void*, std::size_t>> _mappings;
 };
 
 } // namespace lumo

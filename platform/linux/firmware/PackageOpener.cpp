@@ -133,16 +133,22 @@ private:
     std::optional<std::uint64_t> _announced; // by the server, or by the package where the server says nothing
 };
 
+std::string describeSignature(const PackageVerifier& verifier) {
+    if (!verifier.signer().empty()) {
+        return "signed by key " + verifier.signer();
+    }
+    return verifier.isSigned() ? "signed, but by no known key" : "not signed";
+}
+
 void logDescription(const Package& package) {
     const Manifest& manifest = package.manifest();
     std::string devices;
     for (const std::string& device : manifest.devices) {
         devices += (devices.empty() ? "" : ", ") + device;
     }
-    const std::string signer = package.signer().empty() ? "not signed" : "signed by key " + package.signer();
     LUMO_LOG(LogNotice, "Package %s: version %s, type %s, for %s, %llu bytes, %s", package.url().c_str(),
              manifest.version.c_str(), manifest.type.c_str(), devices.c_str(),
-             static_cast<unsigned long long>(package.file().size()), signer.c_str());
+             static_cast<unsigned long long>(package.file().size()), package.signature().c_str());
     for (const ManifestBlock& block : manifest.blocks) {
         const bool compressed = block.compression == ManifestBlock::Compression::Zstd;
         LUMO_LOG(LogNotice, "Block %s for %s: %u bytes (%llu in the package%s), SHA-256 %s",
@@ -220,11 +226,14 @@ std::unique_ptr<Package> openPackage(const std::string& url, const Config& confi
         location.local ? obtainLocal(location.place, config, verifier, progress)
                        : obtainRemote(url, config, {timeoutSeconds, deviceHeaders(config.deviceId), pause},
                                       verifier, progress);
-    auto package = std::make_unique<Package>(shown, std::move(file), *verifier.manifest(), verifier.signer(),
-                                             verifier.takeDecoded());
+    auto package = naming(shown, [&] {
+        return std::make_unique<Package>(shown, std::move(file), *verifier.manifest(),
+                                         describeSignature(verifier), verifier.takeDecoded());
+    });
     Reporter(progress, STBFirmwareFile::OPERATION_CHECK).finish(package->file().size());
-    if (package->signer().empty()) {
-        LUMO_LOG(LogWarning, "Package %s is not signed: anyone could have made it", shown.c_str());
+    if (verifier.signer().empty()) {
+        LUMO_LOG(LogWarning, "Package %s is %s: anyone could have made it", shown.c_str(),
+                 package->signature().c_str());
     }
     logDescription(*package);
     return package;

@@ -34,13 +34,16 @@ int STBFirmwareFile::open(int timeoutSeconds) {
     if (config == nullptr) {
         return static_cast<int>(OpenResult::Failed);
     }
+    if (_impl->url.empty()) { // why no location is known was said when it was asked for
+        return static_cast<int>(OpenResult::NotFound);
+    }
     try {
         if (_impl->opened) {
             throw FirmwareError(OpenResult::Failed, shownUrl(_impl->url) + ": opened twice");
         }
         _impl->opened = true;
         auto package = openPackage(_impl->url, *config, requestedType(_impl->url), timeoutSeconds, progress);
-        _impl->blocks = package->describeBlocks();
+        _impl->blocks = package->blocks();
         _impl->package = std::move(package);
         return static_cast<int>(OpenResult::Opened);
     } catch (const FirmwareError& error) {

@@ -90,7 +90,7 @@ protected:
 
     Result install(Package& package, bool force = false) {
         std::vector<STBFirmwareFile::Block> blocks(package.manifest().blocks.size());
-        for (const auto& [name, block] : package.describeBlocks()) {
+        for (const auto& [name, block] : package.blocks()) {
             blocks[block.index] = block;
         }
         return Installer(package, blocks, config, &listener, force,
@@ -159,6 +159,9 @@ TEST_F(InstallerTest, RewritesOnlyEraseBlocksThatDiffer) {
 }
 
 TEST_F(InstallerTest, ComparesWholeEraseBlocksLargerThanAWindow) {
+    for (const char* name : {"kernel", "rootfs"}) {
+        config.flash[name].size = 3 << 20;
+    }
     for (FlashState* state : {&flash("kernel"), &flash("rootfs")}) {
         state->bytes = noise(3 << 20, 9);
         state->eraseSize = 1 << 20;
@@ -207,6 +210,53 @@ TEST_F(InstallerTest, RefusesAPackageThatWasChangedAfterItWasOpened) {
     EXPECT_EQ(install(*package), STBFirmwareUpdater::UPDATE_WRONG_FORMAT);
     EXPECT_THAT(log(), HasSubstr("was changed after it was checked"));
     expectUntouched();
+}
+
+TEST_F(InstallerTest, NeverRecordsSuccessForAPackageThatChangesMeanwhile) {
+    flash("rootfs").before = [this](FlashState& state, const FlashCall& call) {
+        if (call.operation == 'e' && state.count('e') == 1) {
+            std::string bytes = support::readFile(folder.file("package.bin"));
+            bytes.back() = static_cast<char>(bytes.back() ^ 1);
+            support::writeFile(folder.file("package.bin"), bytes);
+        }
+    };
+    rootfs = noise(20000, 2);
+    const std::unique_ptr<Package> plain = open(builder().block("kernel", kernel).block("rootfs", rootfs));
+    EXPECT_EQ(install(*plain), STBFirmwareUpdater::UPDATE_WRITE_FAILED);
+    EXPECT_THAT(log(),
+                HasSubstr("was changed after it was checked; the flash holds an unfinished installation"));
+    EXPECT_EQ(record().state, State::Begun);
+}
+
+TEST_F(InstallerTest, SaysThatAnOlderPackageCannotMendAnUnfinishedInstallation) {
+    writeInstallRecord(config.stateDir, {State::Begun, "3.0", "2.0"});
+    EXPECT_EQ(install(usual("1.9")), STBFirmwareUpdater::UPDATE_WRONG_FORMAT);
+    EXPECT_THAT(log(),
+                HasSubstr("an installation of version 3.0 was cut short, and the package holds 1.9, which is "
+                          "older than 2.0"));
+    expectUntouched(State::Begun);
+    EXPECT_EQ(install(usual("1.9"), true), STBFirmwareUpdater::UPDATE_DONE);
+    expectInstalled("1.9");
+}
+
+TEST_F(InstallerTest, RefusesTwoNamesOfOneFlash) {
+    support::writeFile(folder.file("flash"), "");
+    std::filesystem::create_hard_link(folder.file("flash"), folder.file("other"));
+    config.flash["kernel"].path = folder.file("flash");
+    config.flash["rootfs"].path = folder.file("other");
+    flashes[folder.file("flash")] = flashes[folder.file("other")] = flash("kernel");
+    EXPECT_EQ(install(usual()), STBFirmwareUpdater::UPDATE_WRONG_FORMAT);
+    EXPECT_THAT(log(), HasSubstr("two blocks of the package lead to"));
+    EXPECT_EQ(flashes[folder.file("other")].calls.size(), 0u);
+}
+
+TEST_F(InstallerTest, RemovesWhatAKilledRunLeftBehind) {
+    std::filesystem::create_directories(config.stateDir);
+    support::writeFile(config.stateDir + "/.lumo-0123456789abcdef", "x");
+    support::writeFile(config.stateDir + "/.lumo-keep", "x");
+    install(usual());
+    EXPECT_FALSE(std::filesystem::exists(config.stateDir + "/.lumo-0123456789abcdef"));
+    EXPECT_TRUE(std::filesystem::exists(config.stateDir + "/.lumo-keep"));
 }
 
 TEST_F(InstallerTest, IsAloneOrDoesNothing) {

@@ -74,7 +74,7 @@ TEST_F(OpenPackageTest, UsesAFileThatOnlyWeCanWriteWhereItLies) {
             EXPECT_EQ(opened.package->file().name(), path);
             EXPECT_GT(opened.steps.size(), 5u);
             EXPECT_FALSE(fs::exists(config.stateDir));
-            const auto blocks = opened.package->describeBlocks();
+            const auto blocks = opened.package->blocks();
             EXPECT_EQ(bytes.substr(4096), std::string(reinterpret_cast<const char*>(blocks.at("rootfs").data),
                                                       blocks.at("rootfs").size));
         }
@@ -215,7 +215,6 @@ TEST_F(OpenPackageTest, DescribesThePackageInTheLog) {
 TEST_F(OpenPackageTest, FailsOnceAndLeavesNoBlocks) {
     STBFirmwareFile missing("", nullptr);
     EXPECT_EQ(missing.open(60), 1);
-    EXPECT_EQ(log.takeProblem(), "error no package location is known");
     EXPECT_TRUE(missing.getBlocks().empty());
 
     writePackage(100);
