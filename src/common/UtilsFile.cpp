@@ -16,7 +16,7 @@
 #include "platform/md5.h"
 #include "src/common/Utils.h"
 
-#define LOG(level, ...) STBLogger_log(nullptr, "Utils", level, __LINE__, "src/common/UtilsFile", __VA_ARGS__)
+#define LOG(level, ...) STBLogger_log(nullptr, "Utils", level, __LINE__, "src/common/Utils", __VA_ARGS__)
 
 namespace {
 
@@ -56,12 +56,19 @@ bool writeFile(const std::string& path, const std::string& text) {
     return close(file) == 0 && written;
 }
 
-// By way of a second file: a power cut must not leave an empty one, which would count as an identifier.
+// By way of a second file: a power cut must not leave an empty one, which would count as an identifier. A
+// file that is there, if only as a link to nowhere, is written where it stands.
 void storeId(const std::string& path, const std::string& id) {
-    const std::string fresh = path + "." + timeAndRandom() + ".tmp";
-    if (!writeFile(fresh, id + "\n") || rename(fresh.c_str(), path.c_str()) != 0) {
+    struct stat status {};
+
+    if (lstat(path.c_str(), &status) != 0) {
+        const std::string fresh = path + "." + timeAndRandom() + ".tmp";
+        if (writeFile(fresh, id + "\n") && rename(fresh.c_str(), path.c_str()) == 0) {
+            return;
+        }
         unlink(fresh.c_str());
     }
+    writeFile(path, id + "\n");
 }
 
 } // namespace
@@ -105,11 +112,13 @@ bool Utils::testDirectoryWritable(const std::string& folder) {
         return false;
     }
     const std::string path = folder + (folder.ends_with('/') ? "" : "/") + timeAndRandom() + ".tmp";
-    if (!writeFile(path, "test")) {
-        unlink(path.c_str());
+    std::ofstream file(path, std::ios::trunc);
+    if (!file.is_open()) {
         LOG(4, "Cannot write test file for path: %s", folder.c_str());
         return false;
     }
+    file << "test";
+    file.close();
     if (unlink(path.c_str()) != 0) {
         LOG(4, "Cannot unlink test file for path: %s", folder.c_str());
         return false;
@@ -130,8 +139,6 @@ std::string Utils::getIdFromFile(const std::string& path, bool readOnly) {
     static const bool seeded = (srand(std::random_device()()), true);
     static_cast<void>(seeded);
     id = intToStr(rand()) + "-" + currentSeconds();
-    if (!isFileExists(path)) {
-        storeId(path, id);
-    }
+    storeId(path, id);
     return id;
 }

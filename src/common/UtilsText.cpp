@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
 #include <iomanip>
 #include <sstream>
@@ -20,7 +21,10 @@ int Utils::strToInt(const std::string& text) {
 }
 
 float Utils::strToFloat(const std::string& text) {
-    return std::strtof(text.c_str(), nullptr);
+    float value = 0;
+    // Not strtof: that takes the beginning of a word such as "infinit" for a number.
+    std::sscanf(text.c_str(), "%f", &value); // NOLINT(cert-err34-c)
+    return value;
 }
 
 std::uint32_t Utils::strHexToUint32(const std::string& text) {

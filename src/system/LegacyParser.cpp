@@ -2,6 +2,17 @@
 
 #include <algorithm>
 
+namespace {
+
+// What a warning repeats of a phrase: enough to find it, and never so much that a hostile file could keep the
+// loader busy with its own warnings.
+std::string quoted(std::string_view text) {
+    constexpr std::size_t longest = 1000;
+    return std::string(text.substr(0, longest));
+}
+
+} // namespace
+
 PhraseTable LegacyParser::parse(std::string_view bytes) {
     while (!bytes.empty()) {
         const std::size_t end = std::min(bytes.find('\n'), bytes.size());
@@ -31,7 +42,7 @@ void LegacyParser::readLine(std::string_view line) {
 void LegacyParser::endEntry() {
     // Asked at every empty line: one that opens the file ends the entry of the empty phrase.
     if (!_pendingIsKey) {
-        _report(Warning::MissingTranslation, _pendingLine, std::string(_pending), "");
+        _report(Warning::MissingTranslation, _pendingLine, quoted(_pending), "");
         insert(_pending);
     }
     _expectingPhrase = true;
@@ -40,7 +51,7 @@ void LegacyParser::endEntry() {
 void LegacyParser::readPhrase(std::string_view line) {
     if (_phrases.find(line).data() != nullptr) {
         // Its translation, on the next line, will be taken for a source phrase.
-        _report(Warning::DuplicatePhrase, _lineNumber, std::string(line), "");
+        _report(Warning::DuplicatePhrase, _lineNumber, quoted(line), "");
         return;
     }
     _pending = line;
@@ -51,7 +62,7 @@ void LegacyParser::readPhrase(std::string_view line) {
 
 void LegacyParser::readTranslation(std::string_view line) {
     if (_pendingIsKey) {
-        _report(Warning::DuplicateTranslation, _lineNumber, std::string(_pending), std::string(line));
+        _report(Warning::DuplicateTranslation, _lineNumber, quoted(_pending), quoted(line));
     } else {
         insert(line);
     }

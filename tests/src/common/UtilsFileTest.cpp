@@ -64,7 +64,7 @@ TEST(UtilsFile, WritableFolderIsLeftAsItWas) {
     EXPECT_THAT(LogCapture::take(), IsEmpty());
     EXPECT_FALSE(Utils::testDirectoryWritable("/no/such/folder"));
     EXPECT_THAT(LogCapture::take(),
-                ElementsAre("4 src/common/UtilsFile Cannot write test file for path: /no/such/folder"));
+                ElementsAre("4 src/common/Utils Cannot write test file for path: /no/such/folder"));
 }
 
 TEST(UtilsFile, KeepsTheIdentifierItMade) {
