@@ -11,7 +11,7 @@ function(lumo_target target)
     # Crash reports name frames of every function, on 32-bit ARM too.
     -funwind-tables -fno-omit-frame-pointer -fstack-protector-strong)
   target_compile_definitions(${target} PRIVATE
-    LUMO_SYSROOT="${LUMO_SYSROOT}" _FILE_OFFSET_BITS=64 _TIME_BITS=64
+    _FILE_OFFSET_BITS=64 _TIME_BITS=64
     $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
   if(LUMO_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${LUMO_SANITIZE} -fno-sanitize-recover=all)
@@ -26,6 +26,12 @@ function(lumo_target target)
       target_link_options(${target} PRIVATE -pie)
     endif()
   endif()
+endfunction()
+
+# lumo_sysroot(<source>...): the sources that see LUMO_SYSROOT. Only those, since the others can then be taken from the
+# compiler cache of another tree.
+function(lumo_sysroot)
+  set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_DEFINITIONS LUMO_SYSROOT="${LUMO_SYSROOT}")
 endfunction()
 
 # lumo_test(<name> SOURCES ... LIBS ...): a GoogleTest binary, one test a case in CTest.
