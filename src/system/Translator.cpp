@@ -26,6 +26,27 @@ constexpr std::size_t maxCodeLength = 49;
 #define LOG(level, ...)                                                                                      \
     STBLogger_log(this, "Translator", level, __LINE__, "src/system/Translator", __VA_ARGS__)
 
+// The table that this thread translated with last. Plain words, for they are read by every translation; who
+// keeps the table alive stands beside them. While it lives no other table can have its address.
+thread_local constinit const PhraseTable* seenTable = nullptr;
+thread_local constinit bool threadEnds = false;
+
+struct SeenTable {
+    std::shared_ptr<const PhraseTable> owner;
+
+    ~SeenTable() {
+        seenTable = nullptr;
+        threadEnds = true;
+    }
+};
+
+thread_local SeenTable seen;
+
+[[gnu::always_inline]] inline std::string findIn(const PhraseTable& phrases, std::string_view phrase) {
+    const std::string_view translation = phrases.find(phrase);
+    return std::string(translation.data() != nullptr ? translation : phrase);
+}
+
 // The number at the start of a placeholder's text, as an input stream reads an int: blanks before it and a
 // plus sign are skipped, what follows it does not matter, one that does not fit is none.
 std::optional<int> readNumber(std::string_view token) {
@@ -102,17 +123,32 @@ Translator* Translator::getInstance() {
 }
 
 [[gnu::always_inline]] inline std::string Translator::find(std::string_view phrase) const {
-    const std::string_view translation = _phrases.find(phrase);
-    return std::string(translation.data() != nullptr ? translation : phrase);
+    const PhraseTable* table = _current.load(std::memory_order_acquire);
+    if (table != seenTable) [[unlikely]] {
+        return findInNewLanguage(phrase);
+    }
+    return findIn(*table, phrase);
+}
+
+std::string Translator::findInNewLanguage(std::string_view phrase) const {
+    std::shared_ptr<const PhraseTable> table;
+    {
+        const std::lock_guard guard(_lock);
+        table = _phrases;
+    }
+    std::string translation = findIn(*table, phrase);
+    if (!threadEnds) {
+        seenTable = table.get();
+        seen.owner = std::move(table);
+    }
+    return translation;
 }
 
 std::string Translator::translate(const char* phrase, const char*, int) {
     if (*phrase == '\0') {
         return {};
     }
-    const std::string_view key = phrase;
-    const std::lock_guard guard(_lock);
-    return find(key);
+    return find(phrase);
 }
 
 std::string Translator::translate(const std::string& phrase, const char* file, int line) {
@@ -120,7 +156,6 @@ std::string Translator::translate(const std::string& phrase, const char* file, i
 }
 
 std::string Translator::translate(const char* phrase, const TRLIST& items, const char*, int) {
-    const std::lock_guard guard(_lock);
     std::string text = find(phrase);
     substitute(text, items);
     return text;
@@ -252,7 +287,9 @@ PhraseTable Translator::readCatalogue(const MoCatalogue& catalogue, const std::s
 }
 
 void Translator::replaceLanguage(PhraseTable phrases, const std::string& code) {
+    std::shared_ptr<const PhraseTable> table = std::make_shared<PhraseTable>(std::move(phrases));
     const std::lock_guard guard(_lock);
-    std::swap(_phrases, phrases);
     _languageCode = code;
+    std::swap(_phrases, table);
+    _current.store(_phrases.get(), std::memory_order_release);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -24,7 +25,8 @@ class MoCatalogue;
 // The texts of the program in the user's language: one per process. A phrase is the English text itself, byte
 // for byte; a line break in it is written as the two characters backslash and "n". What has no translation
 // comes back as it was given, so that an incomplete language still shows everything. Any thread may translate
-// at any time.
+// at any time: it sees the old language or the new one, whole, and the new one from the moment on that its
+// load has returned. A thread keeps the language it translated with last until it translates again or ends.
 class Translator {
 public:
     // The only instance; it lives until the process ends.
@@ -80,8 +82,10 @@ public:
 private:
     Translator() = default;
 
-    // The translation of phrase, or phrase itself. With the lock held.
+    // The translation of phrase, or phrase itself. Takes the lock only where the thread has not seen the
+    // current language yet.
     std::string find(std::string_view phrase) const;
+    std::string findInNewLanguage(std::string_view phrase) const;
 
     PhraseTable readLegacy(const std::string& bytes, const std::string& path) const;
     PhraseTable readCatalogue(const MoCatalogue& catalogue, const std::string& path) const;
@@ -91,10 +95,13 @@ private:
 
     static std::unique_ptr<Translator> _instance;
 
-    pthread_helper::mutex _lock{PTHREAD_MUTEX_RECURSIVE};
+    mutable pthread_helper::mutex _lock{PTHREAD_MUTEX_RECURSIVE};
 
-    // Guarded by _lock.
-    PhraseTable _phrases;
+    // Guarded by _lock. A table never changes once it is here.
+    std::shared_ptr<const PhraseTable> _phrases = std::make_shared<PhraseTable>();
+
+    // _phrases, to tell without the lock whether it is another table than before.
+    std::atomic<const PhraseTable*> _current{_phrases.get()};
 
     // Written by a load under _lock, read between loads.
     std::string _languageCode;

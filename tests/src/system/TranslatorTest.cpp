@@ -336,6 +336,7 @@ TEST_F(TranslatorLoad, TranslationsNeverMixLanguages) {
         EXPECT_EQ(tr("word"), "word");
     } while (!done);
     loader.join();
+    EXPECT_EQ(tr("phrase 0", TRLIST("x")), "a x"); // loaded last, by the other thread
 }
 
 } // namespace
