@@ -94,6 +94,10 @@ void TTF_Library::destroyFace(const std::string& name) {
 }
 
 std::shared_ptr<TTF_Font> TTF_Library::getFont(const TTF_FontProperties& properties) {
+    return instance()->findOrMakeFont(properties);
+}
+
+std::shared_ptr<TTF_Font> TTF_Library::findOrMakeFont(const TTF_FontProperties& properties) {
     const std::lock_guard lock(_mutex);
     if (properties.name.empty()) {
         TTF_LOG(1, "Empty font name");

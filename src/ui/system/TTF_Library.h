@@ -37,10 +37,10 @@ public:
     // Fonts of the face go on without one, and are made anew when asked for again. Logs an unknown name.
     void destroyFace(const std::string& name);
 
-    // The font with these properties. Empty, with a line in the log, when it has no face. Keep the pointer
-    // for as long as glyphs of the font are in use: the library may let go of its own at any glyph of another
-    // font.
-    std::shared_ptr<TTF_Font> getFont(const TTF_FontProperties& properties);
+    // The instance's font with these properties. Empty, with a line in the log, when it has no face. Keep the
+    // pointer for as long as glyphs of the font are in use: the library may let go of its own at any glyph of
+    // another font.
+    static std::shared_ptr<TTF_Font> getFont(const TTF_FontProperties& properties);
 
     // Charges a font for a glyph. Above the limit, lets go of the one other font that was unused longest,
     // unless that is less than a second.
@@ -56,6 +56,7 @@ private:
 
     TTF_Library();
 
+    std::shared_ptr<TTF_Font> findOrMakeFont(const TTF_FontProperties& properties);
     TTF_FontFace* registerFace(const std::string& name, std::unique_ptr<TTF_FontFace> face);
     bool isNameFree(const std::string& name) const;
 
