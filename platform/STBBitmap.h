@@ -15,8 +15,8 @@ public:
     STBBitmap& operator=(const STBBitmap&) = delete;
 
     // Decodes PNG, JPEG and whatever else the device can; a picture larger than maxSize is scaled down to fit
-    // it with its aspect kept. formatter: the graphics service's. Null, with a line in the log, when it
-    // cannot be decoded.
+    // it with its aspect kept. formatter: the graphics service's, or null for the device's usual layout. Null,
+    // with a line in the log, when it cannot be decoded.
     static STBBitmap* decodeImageBuffer(const unsigned char* data, unsigned int size,
                                         STBDecodePixelFormatter* formatter, const STBPoint& maxSize);
     // Copies width * height pixels of four bytes R, G, B, A, rows without gaps. Null when there is no memory.

@@ -49,6 +49,7 @@ public:
     // From width * height * 4 bytes R, G, B, A. stride: bytes from row to row; another one than width * 4 is
     // warned of and not used.
     bool loadRGBA8888(int width, int height, int stride, const unsigned char* pixels);
+    // Takes a picture that is decoded already.
     bool loadFromBitmap(std::unique_ptr<STBBitmap> bitmap, const std::string& name);
     // Loads it when isValid() is next asked and there is no picture.
     void loadLater(const std::string& path);
@@ -85,8 +86,6 @@ public:
     unsigned int getAnimationSpeedMsec() const { return _animationSpeedMsec; } // milliseconds a frame
 
 private:
-    bool adopt(std::unique_ptr<STBBitmap> bitmap, const std::string& name);
-
     std::map<Coords, unsigned int> _textures;
     std::unique_ptr<STBBitmap> _bitmap;
     std::string _path;
