@@ -1,6 +1,7 @@
 #include "platform/linux/graphics/GraphicsService.h"
 
 #include "platform/linux/graphics/Blit.h"
+#include "platform/linux/graphics/PictureBuilder.h"
 #include "platform/linux/graphics/Surface.h"
 
 namespace lumo {
@@ -19,11 +20,7 @@ int GraphicsService::blit(const STBBlitRequest& request) {
 }
 
 STBPixelFormat GraphicsService::getDecodedFormat(bool hasColours, bool hasAlpha) const {
-    // Grey pictures without transparency are masks, which take their colour where they are drawn.
-    if (!hasColours && !hasAlpha) {
-        return STB_PIXEL_ALPHA8;
-    }
-    return hasAlpha ? STB_PIXEL_RGBA8888 : STB_PIXEL_RGBA8888_OPAQUE;
+    return usualFormat(hasColours, hasAlpha);
 }
 
 } // namespace lumo
