@@ -20,10 +20,11 @@ public:
         ~FrameRenderer() = default;
     };
 
-    // Starts the render thread for a renderer. False when one is registered already or no context can be
-    // made.
+    // Starts rendering on the render thread, with a context that nobody has used. False when a renderer is
+    // registered already or no context can be made.
     virtual bool registerFrameRenderer(FrameRenderer* renderer) = 0;
-    // Ends rendering; returns after onStopRendering has run on the render thread.
+    // Ends rendering; returns after onStopRendering has run on the render thread. A renderer whose display is
+    // gone has been stopped already. Not on the render thread.
     virtual void unregisterFrameRenderer(FrameRenderer* renderer) = 0;
     // Size of the output in pixels. Any thread.
     virtual void getOutputSize(int& width, int& height) = 0;
@@ -32,8 +33,9 @@ public:
     // output size holds. Render thread.
     virtual bool getFrameBufferDimensions(int& /*width*/, int& /*height*/) { return false; }
 
-    // Reads GLSL ES source from a "file://" URL and compiles it as a shader of that GL type (0x8B31 vertex,
-    // 0x8B30 fragment). The shader's name, or 0 with the compiler's text in the log. Render thread.
+    // Reads GLSL ES source from a "file:///" URL, whose path is taken as it is (a prefix such as LUMO_SYSROOT
+    // is the caller's to put in), and compiles it as a shader of that GL type (0x8B31 vertex, 0x8B30
+    // fragment). The shader's name, or 0 with the compiler's text in the log. Render thread.
     virtual unsigned int loadShader(const std::string& url, unsigned int glShaderType) = 0;
     // A value that changes whenever the output needs a full redraw; -2 when there is no output. Render
     // thread.

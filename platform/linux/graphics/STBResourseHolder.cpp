@@ -1,0 +1,104 @@
+#include "platform/STBResourseHolder.h"
+
+#include <exception>
+#include <memory>
+
+#include "platform/linux/device/Device.h"
+#include "platform/linux/device/Log.h"
+#include "platform/linux/device/SysfsLeds.h"
+#include "platform/linux/graphics/Display.h"
+#include "platform/linux/graphics/FrameKeeper.h"
+#include "platform/linux/graphics/GlEs20Service.h"
+#include "platform/linux/graphics/GraphicsService.h"
+#include "platform/linux/graphics/Outputs.h"
+
+#define LUMO_LOG_FILE "platform/linux/graphics/STBResourseHolder"
+
+namespace lumo {
+
+namespace {
+
+// Everything that a display brings with it, from initialize() to uninitialize().
+class Screen {
+public:
+    explicit Screen(const DisplayConfig& config)
+        : _glEs20(makeOutput(config), makeKeeper(config)), _graphics(&_glEs20), _display(_glEs20) {}
+
+    STBDisplay& display() { return _display; }
+
+    STBGraphicsInterface& graphics() { return _graphics; }
+
+private:
+    static std::unique_ptr<FrameKeeper> makeKeeper(const DisplayConfig& config) {
+        return config.frames.empty() ? nullptr : std::make_unique<FrameKeeper>(config.frames);
+    }
+
+    GlEs20Service _glEs20;
+    GraphicsService _graphics;
+    Display _display;
+};
+
+// Never destroyed at the end of the process: the render thread may still be drawing then.
+std::unique_ptr<Screen>& screen() {
+    static auto* const instance = new std::unique_ptr<Screen>;
+    return *instance;
+}
+
+bool bringUpScreen(const DisplayConfig& config) {
+    try {
+        screen() = std::make_unique<Screen>(config);
+        return true;
+    } catch (const std::exception& error) {
+        LUMO_LOG(LogError, "No display: %s", error.what());
+        return false;
+    }
+}
+
+} // namespace
+
+} // namespace lumo
+
+STBPlatformSettings STBResourseHolder::getDefaultPlatformSettings() {
+    return {};
+}
+
+bool STBResourseHolder::initialize(const STBPlatformSettings& settings) {
+    const lumo::Config* const config = lumo::usableDeviceConfig();
+    if (config == nullptr) {
+        return false;
+    }
+    if (config->display.backend == "none") {
+        LUMO_LOG(lumo::LogWarning, "No display: the configuration's display.backend is \"none\"");
+        return false;
+    }
+    if (!settings.graphics && !settings.videoOutput) {
+        LUMO_LOG(lumo::LogInfo, "Device %s is up, without a display", config->deviceId.c_str());
+        return true;
+    }
+    if (!lumo::screen() && !lumo::bringUpScreen(config->display)) {
+        return false;
+    }
+    LUMO_LOG(lumo::LogInfo, "Device %s is up, with the display \"%s\"", config->deviceId.c_str(),
+             config->display.backend.c_str());
+    return true;
+}
+
+void STBResourseHolder::uninitialize() {
+    lumo::screen().reset();
+}
+
+STBLeds* STBResourseHolder::getSTBLeds() {
+    static lumo::SysfsLeds* const leds = [] {
+        const lumo::Config* const config = lumo::usableDeviceConfig();
+        return new lumo::SysfsLeds(config == nullptr ? std::map<int, std::string>() : config->leds);
+    }();
+    return leds;
+}
+
+STBDisplay* STBResourseHolder::getSTBDisplay() {
+    return lumo::screen() ? &lumo::screen()->display() : nullptr;
+}
+
+STBGraphicsInterface* STBResourseHolder::getSTBGraphics() {
+    return lumo::screen() ? &lumo::screen()->graphics() : nullptr;
+}
