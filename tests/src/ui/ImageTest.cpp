@@ -1,0 +1,200 @@
+#include "src/ui/system/Image.h"
+
+#include <GLES2/gl2.h>
+#include <gmock/gmock.h>
+
+#include <climits>
+#include <cstring>
+#include <vector>
+
+#include "platform/STBBitmap.h"
+#include "tests/src/system/LogCapture.h"
+#include "tests/support/HeadlessGl.h"
+#include "tests/support/TempDir.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using Words = std::vector<std::uint32_t>; // bytes R, G, B, A in memory order
+
+constexpr std::uint32_t r = 0xFF0000FF, g = 0xFF00FF00, b = 0xFFFF0000, w = 0xFFFFFFFF, k = 0xFF000000,
+                        y = 0xFF00FFFF;
+const Words sixPixels = {r, g, b, w, k, y};
+
+// The same as a PNG, 3 by 2.
+constexpr unsigned char png[] = {0x89, 'P',  'N',  'G',  '\r', '\n', 0x1A, '\n', 0,    0,    0,    13,   'I',
+                                 'H',  'D',  'R',  0,    0,    0,    3,    0,    0,    0,    2,    8,    2,
+                                 0,    0,    0,    0x12, 0x16, 0xF1, 0x4D, 0,    0,    0,    0x14, 'I',  'D',
+                                 'A',  'T',  0x78, 0xDA, 0x63, 0xF8, 0xCF, 0xC0, 0xC0, 0,    0xC1, 0xFF, 0xFF,
+                                 0x83, 0xE9, 0xFF, 0x0C, 0,    0x49, 0xCA, 0x07, 0xF9, 0x20, 0x1E, 0x64, 0x40,
+                                 0,    0,    0,    0,    'I',  'E',  'N',  'D',  0xAE, 0x42, 0x60, 0x82};
+
+bool loadRaw(Image& image, int width, int height, const Words& pixels) {
+    return image.loadRGBA8888(width, height, width * 4,
+                              reinterpret_cast<const unsigned char*>(pixels.data()));
+}
+
+std::unique_ptr<STBBitmap> bitmapOf(int format, int width, int height) {
+    return std::make_unique<STBBitmap>(static_cast<STBPixelFormat>(format), width, height);
+}
+
+// The warnings and errors since the last call, those of the room itself.
+std::vector<std::string> problems() {
+    const std::string room = " src/ui/system/Image ";
+    std::vector<std::string> result;
+    for (const std::string& line : LogCapture::take()) {
+        if (line < "3" && line.find(room) == 1) {
+            result.push_back(line.substr(0, 2) + line.substr(1 + room.size()));
+        }
+    }
+    return result;
+}
+
+struct ImageTest : testing::Test {
+    void SetUp() override { LogCapture::take(); }
+
+    void TearDown() override { EXPECT_THAT(problems(), IsEmpty()); }
+
+    const support::TempDir folder;
+    const std::string file = folder.file("six.png");
+    Image image{0, 0xFF102030};
+};
+
+// What a texture holds; empty when it is smaller.
+Words texels(unsigned int texture, int width, int height) {
+    GLuint frame = 0;
+    glGenFramebuffers(1, &frame);
+    glBindFramebuffer(GL_FRAMEBUFFER, frame);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+    // What lies outside the texture is left alone.
+    Words words(static_cast<std::size_t>(width * height), 0xDEADBEEF);
+    glReadPixels(0, 0, width, height, GL_RGBA, GL_UNSIGNED_BYTE, words.data());
+    glDeleteFramebuffers(1, &frame);
+    EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR});
+    return words;
+}
+
+TEST_F(ImageTest, LoadsFilesAndKeepsThePictureItHasWhenThatFails) {
+    support::writeFile(file, std::string(std::begin(png), std::end(png)));
+    ASSERT_TRUE(image.load(file));
+    EXPECT_THAT(LogCapture::take(), ElementsAre("4 src/ui/system/Image Loading image: " + file,
+                                                "4 inc/private/CurlWrapper Opening file://" + file));
+    ASSERT_TRUE(image.load("file://" + file));
+    support::writeFile(file, "no picture");
+    EXPECT_FALSE(image.load(file));
+    EXPECT_FALSE(image.load("file://" + file + "x"));
+    EXPECT_FALSE(image.loadFromBitmap(nullptr, "nothing"));
+    EXPECT_FALSE(image.loadRGBA8888(0, 1, 0, png));
+    EXPECT_THAT(problems(), ElementsAre("1 Can't decode image " + file,
+                                        "1 Can't load image from url file://" + file + "x",
+                                        "1 Can't decode image nothing", "1 Can't decode image RGBA8888"));
+    EXPECT_EQ(image.getWidth(), 3);
+    EXPECT_EQ(image.getHeight(), 2);
+    EXPECT_EQ(image.getMemorySize(), 24U);
+    EXPECT_EQ(std::memcmp(image.getBitmap()->getMemoryPtr(), sixPixels.data(), 24), 0);
+
+    EXPECT_FALSE(image.load("/"));
+    EXPECT_THAT(LogCapture::take(), testing::Contains("4 inc/private/CurlWrapper Opening file:///"));
+}
+
+TEST_F(ImageTest, LoadsLaterOnce) {
+    EXPECT_FALSE(image.isValid());
+    image.loadLater(file);
+    EXPECT_FALSE(image.isValid());
+    EXPECT_THAT(problems(), ElementsAre("1 Can't load image from url " + file));
+    support::writeFile(file, std::string(std::begin(png), std::end(png)));
+    EXPECT_FALSE(image.isValid()) << "not tried again";
+    image.loadLater(file);
+    EXPECT_EQ(image.getWidth(), 0);
+    EXPECT_TRUE(image.isValid());
+    image.loadLater("elsewhere");
+    EXPECT_TRUE(image.isValid()) << "it has a picture";
+}
+
+TEST_F(ImageTest, TakesRawPixelsAndConvertsThem) {
+    EXPECT_TRUE(image.loadRGBA8888(3, 2, 44, reinterpret_cast<const unsigned char*>(sixPixels.data())));
+    EXPECT_THAT(problems(), ElementsAre("1 Unexpected stride value! Further behavior is undefined"));
+    EXPECT_EQ(image.getBitmap()->getMemoryPtr()[23], 0xFF);
+    Image coverage(STB_PIXEL_ALPHA8, 0);
+    EXPECT_TRUE(loadRaw(coverage, 3, 2, sixPixels));
+    EXPECT_EQ(coverage.GetPixelFormat(), STB_PIXEL_ALPHA8);
+    Image unknown(77, 0);
+    EXPECT_TRUE(loadRaw(unknown, 3, 2, sixPixels));
+    EXPECT_EQ(unknown.GetPixelFormat(), STB_PIXEL_RGBA8888);
+    EXPECT_THAT(problems(), ElementsAre("2 Image RGBA8888 stays uncompressed: no format 77"));
+}
+
+TEST_F(ImageTest, CutsTexturesFromThePicture) {
+    const support::HeadlessGl gl(8, 8);
+    ASSERT_TRUE(loadRaw(image, 3, 2, sixPixels));
+    EXPECT_EQ(texels(image.getTexture(1, UIRect(0, 0, 3, 2)), 3, 2), sixPixels);
+    EXPECT_EQ(texels(image.getTexture(1, UIRect(1, 0, 2, 2)), 2, 2), (Words{g, b, k, y}));
+    EXPECT_EQ(texels(image.getTexture(1, UIRect(0, 0, 2, 3)), 3, 2), sixPixels)
+        << "crossed: the whole picture";
+    EXPECT_EQ(texels(image.getTexture(1, UIRect(2, 1, 2, 2)), 2, 2), (Words{y, 0, 0, 0})) << "beyond is zero";
+    EXPECT_EQ(texels(image.getTexture(1, UIRect(-1, -1, 2, 2)), 2, 2), (Words{0, 0, 0, r}));
+}
+
+TEST_F(ImageTest, MakesATextureOnceInAContext) {
+    const support::HeadlessGl gl(8, 8);
+    EXPECT_EQ(image.getTexture(1, UIRect(0, 0, 3, 2)), 0U);
+    ASSERT_TRUE(loadRaw(image, 3, 2, sixPixels));
+    const UIRect whole(0, 0, 3, 2);
+    const unsigned int first = image.getTexture(1, whole);
+    EXPECT_NE(first, 0U);
+    EXPECT_EQ(image.getTexture(1, whole), first);
+    const unsigned int part = image.getTexture(1, UIRect(0, 0, 1, 2));
+    EXPECT_NE(part, first);
+    const unsigned int second = image.getTexture(2, whole);
+    EXPECT_NE(second, first);
+    EXPECT_TRUE(glIsTexture(first)) << "it belongs to the other context";
+    ASSERT_TRUE(loadRaw(image, 3, 2, sixPixels));
+    EXPECT_NE(image.getTexture(2, whole), second) << "another picture";
+    ASSERT_TRUE(image.loadFromBitmap(bitmapOf(STB_PIXEL_ALPHA8, 3, 3), "coverage"));
+    EXPECT_NE(image.getTexture(2, UIRect(0, 0, 3, 3)), 0U);
+    EXPECT_NE(image.getTexture(2, UIRect(1, 0, 1, 3)), 0U);
+}
+
+TEST_F(ImageTest, AnswersNoTextureWhenTheDriverRefuses) {
+    const support::HeadlessGl gl(8, 8);
+    ASSERT_TRUE(image.loadFromBitmap(bitmapOf(STB_PIXEL_RGBA8888, 2, 2), "plain"));
+    for (const UIRect& src : {UIRect(0, 0, -1, 2), UIRect(0, 0, 100000, 100000)}) {
+        EXPECT_EQ(image.getTexture(1, src), 0U);
+        EXPECT_THAT(problems(), ElementsAre("1 Failed to load bitmap to texture 2x2  - 501"));
+    }
+    ASSERT_TRUE(image.loadFromBitmap(bitmapOf(9, 2, 2), "of an unknown layout"));
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(image.getTexture(1, UIRect(0, 0, 2, 2)), 0U);
+        EXPECT_THAT(problems(),
+                    ElementsAre(testing::StartsWith("1 Failed to load bitmap to texture 2x2  - 50")));
+    }
+    EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR});
+}
+
+TEST_F(ImageTest, KeepsSourceRectanglesInside) {
+    ASSERT_TRUE(image.loadFromBitmap(bitmapOf(STB_PIXEL_RGBA8888, 200, 100), "a b"));
+
+    const struct {
+        UIRect before, after;
+    } cases[] = {
+        {{250, 0, 100, 50}, {0, 0, 100, 50}},        {{0, 101, 100, 50}, {0, 0, 100, 50}},
+        {{200, 100, 10, 10}, {200, 100, 0, 0}},      {{150, 60, 100, 50}, {150, 60, 50, 40}},
+        {{1, 1, INT_MAX, INT_MAX}, {1, 1, 199, 99}},
+    };
+
+    for (const auto& [before, after] : cases) {
+        UIRect rect = before;
+        image.adjustClipRect(rect, "me");
+        EXPECT_EQ(rect, after) << before.dump();
+        EXPECT_THAT(problems(),
+                    ElementsAre("2 Image::adjustClipRect(me) - Rect (" + before.dump() +
+                                ") on image 'a b' is out of bound. Adjusted to  (" + after.dump() + ")"));
+    }
+    UIRect inside(150, 50, 50, 50);
+    image.adjustClipRect(inside, "me");
+    EXPECT_EQ(inside, UIRect(150, 50, 50, 50));
+}
+
+} // namespace
