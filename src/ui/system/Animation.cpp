@@ -12,7 +12,7 @@ Animation::Animation(AnimationType type, int ms)
 
 int Animation::process(int ms) {
     ms = std::max(ms, 0);
-    const int step = std::min(_remaining, ms);
+    const int step = std::clamp(_remaining.load(), 0, ms);
     if (_remaining > 0) {
         _remaining -= step;
         _elapsed += static_cast<float>(step);

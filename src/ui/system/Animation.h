@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 
 enum AnimationType : int {
@@ -12,8 +13,9 @@ enum AnimationType : int {
 };
 
 // A value that changes with time. Knows nothing of drawing: its owner calls inc() with the milliseconds of
-// each frame and reads the current values. Made running and valid; held by std::shared_ptr. The rendering
-// thread only.
+// each frame and reads the current values. Made running and valid; held by std::shared_ptr. Its time and
+// values belong to the rendering thread; asking for its state, and stop(), drop(), pause() and start() will
+// do on any.
 class Animation : public std::enable_shared_from_this<Animation> {
 public:
     // Told of an animation that has run out. May do to the animation whatever it likes, letting go of it too.
@@ -94,9 +96,9 @@ private:
 
     OnAnimationActionHandler* _handler = nullptr;
     AnimationType _type = AnimationTypeDelay;
-    bool _valid = false;
-    bool _active = false;
-    float _elapsed = 0.0F;  // milliseconds
-    float _duration = 0.0F; // milliseconds
-    int _remaining = 0;     // milliseconds
+    std::atomic<bool> _valid = false;
+    std::atomic<bool> _active = false;
+    float _elapsed = 0.0F;           // milliseconds
+    float _duration = 0.0F;          // milliseconds
+    std::atomic<int> _remaining = 0; // milliseconds
 };
