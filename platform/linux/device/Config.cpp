@@ -22,6 +22,7 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t longestFile = 1 << 20;
 constexpr std::uint64_t largestFlash = std::uint64_t(1) << 40;
+constexpr std::uint64_t slowestFlash = 1 << 10; // bytes a second
 constexpr std::uint32_t smallestEraseSize = 512;
 constexpr std::uint32_t largestEraseSize = 64 << 20;
 
@@ -124,7 +125,7 @@ FlashTarget readFlashTarget(const JsonValue& entry, const std::string& stateDir)
         target.path = readAbsolutePath(*device);
         return target;
     }
-    entry.expectKeys({"file", "size", "eraseSize"});
+    entry.expectKeys({"file", "size", "eraseSize", "speed"});
     target.path = readPath(*file, stateDir);
     target.size = entry.at("size").integer(1, largestFlash);
     target.eraseSize = defaultEraseSize;
@@ -134,6 +135,9 @@ FlashTarget readFlashTarget(const JsonValue& entry, const std::string& stateDir)
         if ((target.eraseSize & (target.eraseSize - 1)) != 0) {
             eraseSize->fail("must be a power of two, not " + std::to_string(target.eraseSize));
         }
+    }
+    if (const auto speed = entry.find("speed")) {
+        target.speed = speed->integer(slowestFlash, largestFlash);
     }
     return target;
 }
@@ -258,7 +262,7 @@ Config simulatedConfig(const std::string& stateDir) {
     config.allowUnsigned = true;
     const auto file = [&](const char* name, std::uint64_t mebibytes) {
         return FlashTarget{FlashTarget::Kind::File, stateDir + "/flash/" + name, mebibytes << 20,
-                           defaultEraseSize};
+                           defaultEraseSize, 0};
     };
     config.flash["kernel"] = file("kernel.img", 32);
     config.flash["rootfs"] = file("rootfs.img", 512);

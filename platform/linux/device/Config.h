@@ -22,6 +22,7 @@ struct FlashTarget {
     std::string path;            // absolute
     std::uint64_t size = 0;      // bytes; files only
     std::uint32_t eraseSize = 0; // bytes; files only
+    std::uint64_t speed = 0;     // bytes a second; files only; 0: as fast as it goes
 };
 
 // How the display is to be driven; read here, used by whoever brings it up.

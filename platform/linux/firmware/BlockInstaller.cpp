@@ -1,6 +1,7 @@
 #include "platform/linux/firmware/BlockInstaller.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 
 #include "platform/linux/device/Log.h"
@@ -17,7 +18,8 @@ namespace {
 // What is compared of an erase block before it is read as a whole: other firmware differs early.
 constexpr std::uint64_t probeSize = 4096;
 // What is written or compared between two reports of progress.
-constexpr std::uint64_t sliceSize = 128 * 1024;
+constexpr std::size_t largestSlice = 128 * 1024;
+constexpr std::size_t smallestSlice = 16 * 1024; // whole pages of every NAND
 
 using Operation = BlockInstaller::Operation;
 
@@ -47,6 +49,28 @@ private:
     std::uint64_t _total;
     std::uint64_t _done = 0;
     Throttle _throttle;
+};
+
+// How much to do between two reports: on slow flash less, so that reports still come every few milliseconds.
+class Slice {
+public:
+    std::size_t size() const { return _size; }
+
+    template <typename Action>
+    void time(const Action& action) {
+        using std::chrono::steady_clock;
+        const auto begin = steady_clock::now();
+        action();
+        const auto spent = steady_clock::now() - begin;
+        if (spent > std::chrono::milliseconds(20) && _size > smallestSlice) {
+            _size /= 2;
+        } else if (spent < std::chrono::milliseconds(5) && _size < largestSlice) {
+            _size *= 2;
+        }
+    }
+
+private:
+    std::size_t _size = largestSlice;
 };
 
 } // namespace
@@ -93,7 +117,7 @@ void BlockInstaller::takeAll() {
 
 bool BlockInstaller::flashEquals(std::uint64_t offset, std::span<const std::byte> bytes,
                                  Unreadable unreadable) {
-    _buffer.resize(sliceSize);
+    _buffer.resize(largestSlice);
     const std::span<std::byte> theirs = std::span(_buffer).first(bytes.size());
     try {
         _flash.read(offset, theirs);
@@ -120,11 +144,14 @@ void BlockInstaller::compareRange(const Range& range, Unreadable unreadable, con
                             std::span<std::byte> bytes) { _package.readBlock(_index, offset, bytes); },
                      range.begin, range.end);
     std::uint64_t offset = range.begin;
+    Slice slice;
     for (auto window = reader.next(); !window.empty(); window = reader.next()) {
         while (!window.empty()) {
             const auto size = static_cast<std::size_t>(
-                std::min<std::uint64_t>({window.size(), sliceSize, eraseBlockEnd(offset) - offset}));
-            verdict(offset, offset + size, flashEquals(offset, window.first(size), unreadable));
+                std::min<std::uint64_t>({window.size(), slice.size(), eraseBlockEnd(offset) - offset}));
+            bool equal = false;
+            slice.time([&] { equal = flashEquals(offset, window.first(size), unreadable); });
+            verdict(offset, offset + size, equal);
             offset += size;
             window = window.subspan(size);
         }
@@ -132,7 +159,9 @@ void BlockInstaller::compareRange(const Range& range, Unreadable unreadable, con
 }
 
 void BlockInstaller::compare(Unreadable unreadable) {
-    Meter meter(_progress, STBFirmwareUpdater::OPERATION_COMPARE, _block.size);
+    const std::uint64_t eraseSize = _flash.eraseSize();
+    const std::uint64_t probes = (_block.size + eraseSize - 1) / eraseSize;
+    Meter meter(_progress, STBFirmwareUpdater::OPERATION_COMPARE, _block.size + probes * probeSize);
     std::vector<Range> alike; // what begins equal, and has to be looked at as a whole
     std::vector<Range> different;
     for (std::uint64_t offset = 0; offset < _block.size; offset = eraseBlockEnd(offset)) {
@@ -142,11 +171,11 @@ void BlockInstaller::compare(Unreadable unreadable) {
         } else {
             list.push_back({offset, eraseBlockEnd(offset)});
         }
+        meter.add(probeSize);
     }
     for (const Range& range : different) {
         meter.add(range.end - range.begin);
     }
-    const std::uint64_t eraseSize = _flash.eraseSize();
     for (const Range& range : alike) {
         compareRange(range, unreadable, [&](std::uint64_t begin, std::uint64_t end, bool equal) {
             const std::uint64_t blockBegin = begin / eraseSize * eraseSize;
@@ -204,13 +233,14 @@ void BlockInstaller::writeRange(const Range& range, const Advance& advance) {
                             std::span<std::byte> bytes) { _package.readBlock(_index, offset, bytes); },
                      range.begin, range.end);
     std::uint64_t offset = range.begin;
+    Slice slice;
     for (auto window = reader.next(); !window.empty(); window = reader.next()) {
         while (!window.empty()) {
-            const auto slice = window.first(std::min<std::size_t>(window.size(), sliceSize));
-            _flash.write(offset, slice);
-            offset += slice.size();
-            window = window.subspan(slice.size());
-            advance(slice.size());
+            const auto bytes = window.first(std::min(window.size(), slice.size()));
+            slice.time([&] { _flash.write(offset, bytes); });
+            offset += bytes.size();
+            window = window.subspan(bytes.size());
+            advance(bytes.size());
         }
     }
 }

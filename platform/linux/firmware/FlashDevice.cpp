@@ -9,6 +9,7 @@
 #include "platform/linux/firmware/FlashFile.h"
 #include "platform/linux/firmware/FlashIo.h"
 #include "platform/linux/firmware/FlashMtd.h"
+#include "platform/linux/firmware/FlashPaced.h"
 
 namespace lumo {
 
@@ -34,9 +35,16 @@ bool isBlock(const FlashTarget&, const struct stat& status) {
     return S_ISBLK(status.st_mode);
 }
 
-template <typename Device>
-std::unique_ptr<FlashDevice> open(const FlashTarget& target) {
-    return std::make_unique<Device>(target);
+std::unique_ptr<FlashDevice> openBlock(const FlashTarget& target) {
+    return std::make_unique<FlashBlock>(target);
+}
+
+std::unique_ptr<FlashDevice> openFile(const FlashTarget& target) {
+    auto file = std::make_unique<FlashFile>(target);
+    if (target.speed == 0) {
+        return file;
+    }
+    return std::make_unique<FlashPaced>(std::move(file), target.speed);
 }
 
 std::unique_ptr<FlashDevice> openMtdDevice(const FlashTarget& target) {
@@ -53,10 +61,10 @@ const struct {
     bool (*fits)(const FlashTarget& target, const struct stat& status);
     std::unique_ptr<FlashDevice> (*open)(const FlashTarget& target);
 } variants[] = {
-    {isFile, open<FlashFile>},
+    {isFile, openFile},
     {isMtd, openMtdDevice},
     {isMtdBlock, refuseMtdBlock},
-    {isBlock, open<FlashBlock>},
+    {isBlock, openBlock},
 };
 
 } // namespace

@@ -6,7 +6,8 @@
 namespace lumo {
 
 // A destination that takes any bytes at any place without erasing: what block devices and regular files have
-// in common. Reads and writes are one pread or pwrite each.
+// in common. Reads and writes are one pread or pwrite each. Writing goes at the pace of the medium, but for a
+// few MiB, so that progress is not over long before sync() is.
 class FlashPlain : public FlashDevice {
 public:
     const std::string& name() const override { return _name; }
@@ -27,10 +28,21 @@ protected:
     int fd() const { return _fd.get(); }
 
 private:
+    void flushWritten();
+
     const std::string _name;
     const UniqueFd _fd;
     const std::uint64_t _size;
     const std::uint32_t _eraseSize;
+
+    struct Run {
+        std::uint64_t begin = 0;
+        std::uint64_t end = 0;
+    };
+
+    // What the kernel was told to write back, and what was written since.
+    Run _onTheWay;
+    Run _written;
 };
 
 } // namespace lumo

@@ -52,7 +52,7 @@ TEST(ConfigTest, ReadsEveryKey) {
         "device":  {"id": "LUMO-4K", "mac": "00:1a:2B:3c:4d:5e", "stateDir": "/state"},
         "updates": {"server": "file:///srv/updates//", "keys": ["/k/a.pem", "keys/b.pem"], "allowUnsigned": true},
         "flash":   {"kernel": {"device": "/dev/mtd3"},
-                    "demo": {"file": "flash/demo.img", "size": 1099511627776, "eraseSize": 4096},
+                    "demo": {"file": "flash/demo.img", "size": 1099511627776, "eraseSize": 4096, "speed": 1024},
                     "data": {"file": "/data.img", "size": 1}},
         "display": {"backend": "none", "width": 1920, "height": 1080, "frames": "frames"},
         "leds":    {"0": "/sys/class/leds/power", "255": "/sys/class/leds/status"},
@@ -73,6 +73,7 @@ TEST(ConfigTest, ReadsEveryKey) {
     EXPECT_EQ(demo.path, "/state/flash/demo.img");
     EXPECT_EQ(demo.size, 1099511627776u);
     EXPECT_EQ(demo.eraseSize, 4096u);
+    EXPECT_EQ(demo.speed, 1024u);
     EXPECT_EQ(config.flash.at("data").path, "/data.img");
     EXPECT_EQ(config.flash.at("data").eraseSize, 131072u);
     EXPECT_EQ(config.display.backend, "none");
@@ -157,6 +158,7 @@ TEST(ConfigTest, NamesTheFileAndTheKeyOfWhatIsWrong) {
          "flash.k.eraseSize must be a whole"},
         {with(R"("flash": {"k": {"file": "f", "size": 1, "eraseSize": 5000}})"),
          "flash.k.eraseSize must be a power of two, not 5000"},
+        {with(R"("flash": {"k": {"file": "f", "size": 1, "speed": 0}})"), "flash.k.speed must be a whole"},
         {with(R"("display": {"backend": "vga"})"), "display.backend must be \"headless\", \"window\""},
         {with(R"("display": {"width": 8193})"),
          "display.width must be a whole number from 1 to 8192, not 8193"},

@@ -57,6 +57,24 @@ TEST(FlashFileTest, KeepsWhatIsThere) {
     EXPECT_EQ(readFile(folder.file("long")), "A LONGER one");
 }
 
+TEST(FlashFileTest, HoldsWhatWasWrittenPieceByPiece) {
+    const TempDir folder;
+    const std::string text = readFile("/proc/self/exe").substr(0, 5 << 20);
+    for (const std::uint64_t speed : {0, 1 << 30}) {
+        FlashTarget target = fileTarget(folder.file("f"), text.size());
+        target.speed = speed;
+        const auto flash = openFlash(target);
+        flash->erase(0, text.size());
+        for (std::size_t i = 0; i < text.size(); i += 100000) {
+            put(*flash, i, text.substr(i, 100000));
+        }
+        flash->sync();
+        EXPECT_TRUE(get(*flash, 0, text.size()) == text);
+        EXPECT_TRUE(readFile(folder.file("f")) == text);
+        fs::remove(folder.file("f"));
+    }
+}
+
 TEST(FlashFileTest, StaysWithinItsSize) {
     const TempDir folder;
     const auto flash = openFlash(fileTarget(folder.file("f"), 10000));
