@@ -24,7 +24,7 @@ namespace lumo {
 namespace {
 
 // Pictures of a 1280 by 720 screen take 3.5 MiB each.
-constexpr std::size_t mostWaiting = 4;
+constexpr std::size_t mostWaiting = 8;
 
 constexpr std::string_view prefix = "frame-";
 constexpr std::string_view suffix = ".png";
