@@ -1,6 +1,6 @@
 #include "platform/linux/firmware/Package.h"
 
-#include <cstring>
+#include <algorithm>
 
 #include "platform/linux/firmware/FirmwareError.h"
 
@@ -39,7 +39,7 @@ const unsigned char* Package::addressOf(std::size_t index) {
 void Package::readBlock(std::size_t index, std::uint64_t offset, std::span<std::byte> bytes) const {
     if (const auto decoded = _decoded.find(index); decoded != _decoded.end()) {
         const auto from = decoded->second->bytes().subspan(static_cast<std::size_t>(offset), bytes.size());
-        std::memcpy(bytes.data(), from.data(), from.size());
+        std::copy(from.begin(), from.end(), bytes.begin());
     } else {
         _file.read(_manifest.blocks[index].payload.offset + offset, bytes);
     }

@@ -117,7 +117,8 @@ std::string resolveUrl(const std::string& base, const std::string& reference) {
     if (scheme != "http" && scheme != "https" && !(scheme == "file" && fromFile)) {
         return "";
     }
-    return partOf(handle.get(), CURLUPART_URL);
+    const std::string url = partOf(handle.get(), CURLUPART_URL);
+    return isPrintable(url) ? url : ""; // the base, too, may come from a server: it is where that sent us
 }
 
 } // namespace lumo
