@@ -1,8 +1,9 @@
-// Runs a fuzz target without a fuzzer: over every file of the corpus folder that is its argument, and over
-// mutations of each that are the same at every run.
+// Runs a fuzz target without a fuzzer: over every file of the corpus folder that is its first argument, and
+// over mutations of them, as many as the second one says, that are the same at every run.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -15,8 +16,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-constexpr int mutationsPerFile = 3000;
 
 Bytes readFile(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
@@ -65,11 +64,13 @@ int main(int argc, char** argv) {
         files.push_back(entry.path());
     }
     std::sort(files.begin(), files.end());
+    const std::size_t mutations = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 0;
+    const std::size_t mutationsPerFile = files.empty() ? 0 : mutations / files.size();
     for (const auto& file : files) {
         const Bytes original = readFile(file);
         LLVMFuzzerTestOneInput(original.data(), original.size());
         std::mt19937 random(1);
-        for (int i = 0; i < mutationsPerFile; ++i) {
+        for (std::size_t i = 0; i < mutationsPerFile; ++i) {
             Bytes bytes = original;
             for (std::uint32_t count = 1 + random() % 4; count > 0; --count) {
                 mutate(bytes, random);
@@ -77,6 +78,6 @@ int main(int argc, char** argv) {
             LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
         }
     }
-    std::fprintf(stderr, "%zu files, %d mutations each\n", files.size(), mutationsPerFile);
+    std::fprintf(stderr, "%zu files, %zu mutations each\n", files.size(), mutationsPerFile);
     return files.empty() ? 1 : 0;
 }
