@@ -65,8 +65,12 @@ protected:
         return support::run(program(std::move(arguments)));
     }
 
-    // The record.
-    Lines calls() { return split(support::readFile(_folder.file("calls"))); }
+    // The record, but for the debugging log.
+    Lines calls() {
+        Lines lines = split(support::readFile(_folder.file("calls")));
+        std::erase_if(lines, [](const std::string& line) { return line.starts_with("log 5"); });
+        return lines;
+    }
 
     // The record of a run with a screen, but for the screen's coming and going.
     Lines callsBetween() {

@@ -17,7 +17,7 @@ namespace updater {
 
 namespace {
 
-enum Level : int { LEVEL_ERROR = 1, LEVEL_WARNING = 2, LEVEL_INFORMATION = 4 };
+enum Level : int { LEVEL_ERROR = 1, LEVEL_WARNING = 2, LEVEL_INFORMATION = 4, LEVEL_DEBUG = 5 };
 
 const NSTime REFRESH_INTERVAL(300000);
 constexpr int FONT_HEIGHT = 50;
@@ -69,23 +69,23 @@ LabelSize sizeOf(const TextLabel& label) {
     return {label.lines.size(), label.font ? label.font->getFontHeightPx() : 0};
 }
 
-std::string operationPhrase(STBFirmwareUpdater::CurrentOperation operation) {
+const char* phraseOf(STBFirmwareUpdater::CurrentOperation operation) {
     switch (operation) {
     case STBFirmwareUpdater::OPERATION_CHECKSUM:
-        return tr("Calculating checksum");
+        return tr_noop("Calculating checksum");
     case STBFirmwareUpdater::OPERATION_COMPARE:
-        return tr("Comparing block");
+        return tr_noop("Comparing block");
     case STBFirmwareUpdater::OPERATION_ERASE:
-        return tr("Erasing block");
+        return tr_noop("Erasing block");
     case STBFirmwareUpdater::OPERATION_WRITE:
-        return tr("Flashing block");
+        return tr_noop("Flashing block");
     }
     return "";
 }
 
 std::string describe(const STBFirmwareFile::Block& block, const std::string& target,
                      STBFirmwareUpdater::CurrentOperation operation) {
-    const std::string phrase = operationPhrase(operation);
+    const std::string phrase = tr(phraseOf(operation));
     return phrase.empty() ? "" : phrase + " " + block.name + " ( " + target + " )";
 }
 
@@ -158,12 +158,15 @@ void GuiUpdater::onFileOpenProgress(STBFirmwareFile::CurrentOperation operation,
         return;
     }
     std::string detail;
+    std::string name;
     if (operation == STBFirmwareFile::OPERATION_CHECK) {
+        name = "Checking";
         changeMainText(tr("Checking update package."));
     } else if (operation == STBFirmwareFile::OPERATION_TRANSFER) {
+        name = "Downloading";
         detail = tr("${1} from ${2} bytes", TRLIST(TRITEM(processedBytes), TRITEM(totalBytes)));
     }
-    changeProgress(detail, percent);
+    changeProgress(name, detail, percent);
     draw();
 }
 
@@ -174,14 +177,14 @@ void GuiUpdater::onUpdateProgress(const STBFirmwareFile::Block& block, const std
     }
     const std::string detail = describe(block, target, operation);
     if (_enabled) {
-        changeProgress(detail, percent);
+        changeProgress(std::string(phraseOf(operation)) + " " + block.name, detail, percent);
         draw();
     } else {
         logFinished(detail);
     }
 }
 
-void GuiUpdater::changeProgress(const std::string& detail, double percent) {
+void GuiUpdater::changeProgress(const std::string& operation, const std::string& detail, double percent) {
     const bool finished = isFinished(percent);
     if (finished) {
         logFinished(detail);
@@ -189,6 +192,7 @@ void GuiUpdater::changeProgress(const std::string& detail, double percent) {
     changeSecondText(finished ? "" : detail);
     _progressVisible = !finished;
     _progress = toPermille(percent);
+    log(LEVEL_DEBUG, __LINE__, operation + ": " + std::to_string(_progress) + " of 1000 are shown");
 }
 
 void GuiUpdater::changeMainText(const std::string& text) {

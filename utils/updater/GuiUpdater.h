@@ -27,7 +27,8 @@ struct TextLabel {
 // given. It brings up the platform's resources, drives the video output, sets the front panel's LEDs 0 and 3
 // to blink while it is there, and loads the viewer's language. Where the platform or the font fails it stays
 // disabled: nothing is drawn, texts stay English, and everything else goes on. New main texts and finished
-// operations also go to the log, at level 4. Main thread.
+// operations also go to the log, at level 4, and all
+// progress that is shown at level 5. Main thread.
 class GuiUpdater final : public ProgressScreen {
 public:
     // Makes the renderer for a screen of that many pixels, once the platform is up. Null: nothing is drawn.
@@ -65,7 +66,8 @@ private:
     // These three do not draw.
     void changeMainText(const std::string& text);
     void changeSecondText(const std::string& text);
-    void changeProgress(const std::string& detail, double percent);
+    // operation: in English, for the log.
+    void changeProgress(const std::string& operation, const std::string& detail, double percent);
 
     void drawLabel(const TextLabel& label, const std::vector<UIRect>& places);
 
