@@ -13,12 +13,13 @@
 #include "platform/STBGraphicsInterface.h"
 #include "platform/STBLogger.h"
 #include "platform/STBResourseHolder.h"
+#include "platform/STBSurfaceInterface.h"
 
 #define LOG(level, ...) STBLogger_log(this, "Image", level, __LINE__, "src/ui/system/Image", __VA_ARGS__)
 
 namespace {
 
-const STBPoint largestPicture(1920, 1080);
+constexpr STBPoint largestPicture = {1920, 1080};
 
 struct TextureFormat {
     GLenum format;
@@ -144,6 +145,7 @@ bool Image::loadFromBitmap(std::unique_ptr<STBBitmap> bitmap, const std::string&
         }
     }
     _bitmap = std::move(bitmap);
+    _blitSource.reset();
     _width = _bitmap->getWidth();
     _height = _bitmap->getHeight();
     _textures.clear();
@@ -225,6 +227,10 @@ int Image::GetPixelFormat() const {
 
 unsigned int Image::getMemorySize() const {
     return _bitmap == nullptr ? 0 : _bitmap->getMemorySize();
+}
+
+void Image::keepBlitSource(std::unique_ptr<STBSurfaceInterface> surface) {
+    _blitSource = std::move(surface);
 }
 
 void Image::setAnimation(unsigned int frames, unsigned int speedMsec) {

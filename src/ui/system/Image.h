@@ -78,6 +78,11 @@ public:
     // Null without a picture. Good until the next load.
     const STBBitmap* getBitmap() const { return _bitmap.get(); }
 
+    // What the software renderer draws the picture from: made by it, gone with the picture. Null until then.
+    STBSurfaceInterface* getBlitSource() const { return _blitSource.get(); }
+
+    void keepBlitSource(std::unique_ptr<STBSurfaceInterface> surface);
+
     // The picture is a horizontal strip of that many frames; 0 for a still one.
     void setAnimation(unsigned int frames, unsigned int speedMsec);
 
@@ -88,6 +93,7 @@ public:
 private:
     std::map<Coords, unsigned int> _textures;
     std::unique_ptr<STBBitmap> _bitmap;
+    std::unique_ptr<STBSurfaceInterface> _blitSource;
     std::string _path;
     int _context = -1;
     unsigned int _compressFormat;
