@@ -149,10 +149,9 @@ void OpenGlRenderManager::advanceSprite(SimpleElement& element, std::array<float
     textureCoords[0] = textureCoords[6] = left;
     textureCoords[2] = textureCoords[4] = right;
     if (speed > 0.0F) {
-        element.spritePosition += static_cast<float>(milliseconds) / speed;
-        if (element.spritePosition >= frames) {
-            element.spritePosition = std::fmod(element.spritePosition, frames); // whole rounds do not show
-        }
+        // Whole rounds do not show.
+        const double step = std::fmod(static_cast<double>(milliseconds) / speed, frames);
+        element.spritePosition = std::fmod(element.spritePosition + static_cast<float>(step), frames);
         _redraw = true;
     }
 }

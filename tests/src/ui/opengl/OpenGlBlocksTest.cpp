@@ -1,0 +1,208 @@
+#include "src/ui/system/DelayAnimation.h"
+#include "tests/src/ui/opengl/GlScreenFixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const std::string source = "1 src/ui/opengl/OpenGlRenderManager ";
+
+void* id(std::uintptr_t number) {
+    return reinterpret_cast<void*>(number);
+}
+
+// Screens of blocks that each draw a square of their own: block n at column n.
+struct OpenGlBlocksTest : GlScreenFixture {
+    void square(std::uintptr_t number) {
+        manager->fillRect(UIRect(10 * static_cast<int>(number), 0, 10, 10), red);
+    }
+
+    void draw(std::uintptr_t number) {
+        manager->beginBlock(id(number), false, false, UIRect());
+        square(number);
+        manager->endBlock();
+    }
+
+    // Whether it was there.
+    bool again(std::uintptr_t number) {
+        const bool cached = manager->beginBlock(id(number), true, false, UIRect());
+        manager->endBlock();
+        return cached;
+    }
+
+    void screen(const std::function<void()>& children) {
+        manager->beginBlock(nullptr, false, false, UIRect());
+        children();
+        manager->endBlock();
+        manager->displayOnScreen();
+        EXPECT_EQ(frame(), 0);
+    }
+
+    // The numbers of the squares on the screen.
+    std::string shown() {
+        std::string numbers;
+        for (int i = 0; i < 10; ++i) {
+            numbers += gl->pixel(10 * i + 5, 5) == red ? std::to_string(i) : "";
+        }
+        return numbers;
+    }
+};
+
+TEST_F(OpenGlBlocksTest, ShowsCachedBlocksAgainAndRefusesToDrawIntoThem) {
+    screen([&] {
+        EXPECT_FALSE(manager->beginBlock(id(1), true, false, UIRect())) << "a new block is never cached";
+        square(1);
+        manager->endBlock();
+        draw(2);
+    });
+    screen([&] {
+        EXPECT_TRUE(manager->beginBlock(id(1), true, false, UIRect()));
+        square(5);
+        manager->fillTriangle(UITriangle(0, 0, 9, 0, 0, 9), TriangleVertexColor(white));
+        manager->drawImage(UIRect(50, 0, 9, 9), UIRect(), image(1, 1, {white}));
+        manager->drawTextLine(UIRect(0, 0, 99, 30), white, 0, fontOf(TestFonts::tenWide(), 10), "a",
+                              UITextHorizontalAlignLeft, UITextVerticalAlignTop, "");
+        manager->endBlock();
+        EXPECT_TRUE(again(2));
+    });
+    EXPECT_EQ(problems(), std::vector<std::string>(4, source + "Trying to draw to cached block."));
+    EXPECT_EQ(shown(), "12");
+    screen([&] {
+        EXPECT_FALSE(manager->beginBlock(id(1), false, false, UIRect()));
+        square(3);
+        manager->endBlock();
+        EXPECT_FALSE(manager->beginBlock(id(2), true, true, UIRect())) << "made anew on demand";
+        manager->endBlock();
+    });
+    EXPECT_EQ(shown(), "3");
+}
+
+// Each row: what a screen of blocks 1 to 4 is drawn over with, and what is left of it.
+TEST_F(OpenGlBlocksTest, FindsBlocksInOrderAndDropsThoseLeftOut) {
+    struct Case {
+        std::function<std::string()> draw; // "+" for each block that was found
+        std::string found;
+        std::string shown;
+    };
+
+    const auto cached = [&](std::vector<std::uintptr_t> numbers) {
+        return [this, numbers] {
+            std::string result;
+            for (const auto number : numbers) {
+                result += again(number) ? "+" : "-";
+            }
+            return result;
+        };
+    };
+    const std::vector<Case> cases{
+        {cached({1, 2, 3, 4}), "++++", "1234"},
+        {cached({1, 2}), "++", "12"},
+        {cached({2, 1, 3}), "-+-", "1"}, // a new 2 before 1; the old 2 stands where 3 is looked for
+        {[&] {
+             std::string result;
+             for (const auto number : {3U, 1U, 4U, 5U}) {
+                 result += manager->findBlock(id(number), true, UIRect()) ? "+" : "-";
+                 manager->endBlock();
+             }
+             return result;
+         },
+         "+++-", "134"},
+        {[&] {
+             manager->filterIndexRange(id(2), id(3));
+             return "";
+         },
+         "", "23"},
+        {[&] {
+             const std::string result = again(1) ? "+" : "-";
+             manager->filterIndexRange(id(0), id(0)); // the one the cursor stands on goes too
+             return result + (again(2) ? "+" : "-");
+         },
+         "+-", ""},
+        {[&] {
+             manager->markChildredRendered();
+             draw(7);
+             return "";
+         },
+         "", "12347"},
+    };
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        SCOPED_TRACE(i);
+        screen([&] {
+            for (const auto number : {1U, 2U, 3U, 4U}) {
+                draw(number);
+            }
+        });
+        ASSERT_EQ(shown(), "1234");
+        std::string found;
+        screen([&] { found = cases[i].draw(); });
+        EXPECT_EQ(found, cases[i].found);
+        EXPECT_EQ(shown(), cases[i].shown);
+    }
+}
+
+TEST_F(OpenGlBlocksTest, DropsWhatABlockNoLongerHolds) {
+    screen([&] {
+        block([&] {
+            draw(1);
+            draw(2);
+        });
+    });
+    screen([&] {
+        EXPECT_TRUE(manager->beginBlock(nullptr, true, false, UIRect()));
+        EXPECT_TRUE(again(1)) << "the blocks in a cached block are to be visited too";
+        manager->endBlock();
+    });
+    EXPECT_EQ(shown(), "1");
+}
+
+TEST_F(OpenGlBlocksTest, KeepsABlockLeftOutUntilItsHiddenAnimationIsComplete) {
+    const auto hidden = std::make_shared<DelayAnimation>(100);
+    const auto dropped = std::make_shared<DelayAnimation>(100);
+    dropped->drop();
+    screen([&] {
+        draw(1);
+        draw(2);
+        draw(3);
+    });
+    screen([&] {
+        manager->applyHiddenBlockAnimation(id(1), hidden);
+        manager->applyHiddenBlockAnimation(id(2), dropped);
+        manager->applyHiddenBlockAnimation(id(3), nullptr);
+    });
+    EXPECT_EQ(shown(), "1");
+    frame(60);
+    screen([] {});
+    EXPECT_EQ(shown(), "1") << "later frames need not say it again";
+    frame(60);
+    EXPECT_TRUE(hidden->isCompleted());
+    screen([] {});
+    EXPECT_EQ(shown(), "");
+}
+
+TEST_F(OpenGlBlocksTest, SurvivesBeginsWithoutEndsAndEndsWithoutBegins) {
+    manager->endBlock();
+    square(1); // outside of any block
+    EXPECT_THAT(problems(), ElementsAre(source + "Trying to end root Block!"));
+    for (int i = 0; i < 50000; ++i) {
+        manager->beginBlock(id(1), false, false, UIRect());
+    }
+    manager->moveScrollBlock(1, 1, 1);
+    manager->displayOnScreen();
+    EXPECT_EQ(frame(), 0);
+    EXPECT_EQ(shown(), "");
+    screen([&] { draw(4); });
+    EXPECT_EQ(shown(), "4");
+}
+
+TEST_F(OpenGlBlocksTest, DrawsABlocksOwnElementsBeforeTheBlocksInIt) {
+    screen([&] {
+        draw(1);
+        manager->fillRect(UIRect(10, 0, 5, 10), green);
+        block([&] { manager->fillRect(UIRect(0, 0, 12, 10), blue); });
+    });
+    EXPECT_EQ(gl->pixel(11, 5), blue);
+    EXPECT_EQ(gl->pixel(13, 5), red);
+}
+
+} // namespace
