@@ -1,4 +1,5 @@
-// A program that ends badly in the way its first argument names; further arguments depend on the way.
+// A program that ends badly in the way its first argument names, or by that signal. The second one is the
+// file for the report.
 #include <signal.h>
 #include <unistd.h>
 
@@ -49,53 +50,32 @@ void destroyLocked() {
     mutex->~mutex();
 }
 
-void crashOnOtherThread() {
-    STBBackTrace::install(nullptr, nullptr);
-    std::thread(writeOutsideMemory).join();
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
+    const std::string way = argc > 1 ? argv[1] : "";
+    const char* const file = argc > 2 ? argv[2] : nullptr;
     pthread_helper::mutex mutex;
-    const std::string argument = argc > 2 ? argv[2] : "";
+    STBBackTrace::install(file, file != nullptr ? sayReported : nullptr);
+    const auto installAgain = [] {
+        STBBackTrace::install(nullptr, nullptr);
+        writeOutsideMemory();
+    };
+    const auto lockRecursively = [] {
+        pthread_helper::mutex recursive(PTHREAD_MUTEX_RECURSIVE);
+        const std::scoped_lock outer(recursive);
+        const std::scoped_lock inner(recursive);
+    };
     const std::map<std::string, std::function<void()>> ways = {
-        {"signal",
-         [&] {
-             STBBackTrace::install(nullptr, nullptr);
-             raise(std::atoi(argument.c_str()));
-         }},
-        {"segv",
-         [&] {
-             STBBackTrace::install(nullptr, nullptr);
-             writeOutsideMemory();
-         }},
-        {"segv-without-stack",
-         [&] {
-             STBBackTrace::install(nullptr, nullptr);
-             crashWithoutStack();
-         }},
-        {"segv-to-file",
-         [&] {
-             STBBackTrace::install(argument.c_str(), sayReported);
-             writeOutsideMemory();
-         }},
-        {"segv-after-second-install",
-         [&] {
-             STBBackTrace::install(argument.c_str(), sayReported);
-             STBBackTrace::install(nullptr, nullptr);
-             writeOutsideMemory();
-         }},
-        {"segv-on-other-thread", crashOnOtherThread},
+        {"segv", writeOutsideMemory},
+        {"segv-without-stack", crashWithoutStack},
+        {"segv-after-second-install", installAgain},
+        {"segv-on-other-thread", [] { std::thread(writeOutsideMemory).join(); }},
         {"lock-twice", [&] { lockTwice(mutex); }},
         {"unlock-unlocked", [&] { mutex.unlock(); }},
         {"destroy-locked", destroyLocked},
-        {"recursive",
-         [] {
-             pthread_helper::mutex recursive(PTHREAD_MUTEX_RECURSIVE);
-             const std::lock_guard outer(recursive);
-             const std::lock_guard inner(recursive);
-         }},
+        {"recursive", lockRecursively},
     };
-    ways.at(argc > 1 ? argv[1] : "")();
+    const auto known = ways.find(way);
+    known != ways.end() ? known->second() : static_cast<void>(raise(std::stoi(way)));
 }

@@ -45,7 +45,7 @@ TEST(LegacyParser, ReadsEveryEntryThatCanBeRead) {
         {"comment and empty line first", "##\n\n", {{"", ""}}, {"missing 0 "}},
         {"no translation", "a\n\n\nb\nB\n", {{"a", "a"}, {"b", "B"}}, {"missing 1 a"}},
         {"no translation at the end", "a\nA\n\nb", {{"a", "A"}}, {}},
-        {"only a comment as translation", "a\n##A\n\n", {{"a", "a"}}, {"missing 1 a"}},
+        {"carriage returns within", "a\rb\r\r\nA", {{"a\rb\r", "A"}}, {}},
         {"second translation",
          "a\nA\nAA\n##\nAAA\n\nb\nB",
          {{"a", "A"}, {"b", "B"}},
@@ -54,10 +54,6 @@ TEST(LegacyParser, ReadsEveryEntryThatCanBeRead) {
          "Cancel\nAbbrechen\n\nCancel\nAnnuler\n\n",
          {{"Cancel", "Abbrechen"}, {"Annuler", "Annuler"}},
          {"duplicate phrase 4 Cancel", "missing 5 Annuler"}},
-        {"duplicate phrase alone is no entry",
-         "a\nA\n\na\n\nb\nB\n",
-         {{"a", "A"}, {"b", "B"}},
-         {"duplicate phrase 4 a"}},
         {"duplicate phrase, two lines follow",
          "a\nA\n\na\nx\ny\n",
          {{"a", "A"}, {"x", "y"}},
@@ -65,12 +61,10 @@ TEST(LegacyParser, ReadsEveryEntryThatCanBeRead) {
     };
     for (const Case& expected : cases) {
         expectParsed(expected, expected.text);
-        expectParsed(expected, replaceString(expected.text, "\n", "\r\n"));
+        if (expected.text.find('\r') == std::string::npos) {
+            expectParsed(expected, replaceString(expected.text, "\n", "\r\n"));
+        }
     }
-}
-
-TEST(LegacyParser, RemovesOneCarriageReturnAtTheEndOnly) {
-    expectParsed({"", "", {{"a\rb\r", "A"}}, {}}, "a\rb\r\r\nA\r");
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "tests/src/system/MoFile.h"
 
-MoFile::MoFile(const Entries& entries, bool bigEndian) : _count(entries.size()), _bigEndian(bigEndian) {
+MoFile::MoFile(const Entries& entries) : _count(entries.size()) {
     _bytes.resize(28 + _count * 16);
     set(0, 0x950412de);
     set(countAt, static_cast<std::uint32_t>(_count));
@@ -19,6 +19,6 @@ MoFile::MoFile(const Entries& entries, bool bigEndian) : _count(entries.size()),
 
 void MoFile::set(std::size_t at, std::uint32_t value) {
     for (std::size_t i = 0; i < 4; ++i) {
-        _bytes[at + i] = static_cast<char>(value >> 8 * (_bigEndian ? 3 - i : i) & 0xff);
+        _bytes[at + i] = static_cast<char>(value >> 8 * i & 0xff);
     }
 }

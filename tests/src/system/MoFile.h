@@ -11,7 +11,7 @@ public:
     using Entries = std::vector<std::pair<std::string, std::string>>;
 
     // The catalogue of these phrases and translations, in this order, without a header entry of its own.
-    explicit MoFile(const Entries& entries, bool bigEndian = false);
+    explicit MoFile(const Entries& entries);
 
     const std::string& bytes() const { return _bytes; }
 
@@ -30,5 +30,4 @@ public:
 private:
     std::string _bytes;
     std::size_t _count;
-    bool _bigEndian;
 };
