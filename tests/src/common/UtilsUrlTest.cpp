@@ -1,17 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "src/common/Utils.h"
 
 namespace {
 
 TEST(UtilsUrl, TellsUrlsFromOtherText) {
-    struct Case {
-        const char* text;
-        bool url;
-        bool protocol;
-    };
-
-    for (const auto& [text, url, protocol] : {Case{"http://x", true, true},
+    for (const auto& [text, url, protocol] : {std::tuple{"http://x", true, true},
                                               {"://x", true, false},
                                               {"a.b://x", true, false},
                                               {"x://a.b", true, true},
@@ -23,14 +19,8 @@ TEST(UtilsUrl, TellsUrlsFromOtherText) {
 }
 
 TEST(UtilsUrl, SendsMulticastAddressesToTheRelay) {
-    struct Case {
-        const char* url;
-        const char* proxy;
-        const char* expected;
-    };
-
     for (const auto& [url, proxy, expected] : {
-             Case{"udp://@239.1.1.1:1234", "relay:4022", "http://relay:4022/udp/239.1.1.1:1234"},
+             std::tuple{"udp://@239.1.1.1:1234", "relay:4022", "http://relay:4022/udp/239.1.1.1:1234"},
              {"rtp://239.1.1.1:5000", "http://relay:81", "http://relay:81/rtp/239.1.1.1:5000"},
              {"RTP://@@1", "https://relay/", "https://relay//rtp/@1"},
              {"UDP://1", "HTTP://relay", "http://HTTP://relay/udp/1"},
