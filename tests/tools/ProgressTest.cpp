@@ -8,50 +8,31 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class ProgressTest : public testing::Test {
-protected:
-    lumo::Progress::Clock clock() {
-        return [this] { return _now; };
-    }
-
-    std::chrono::steady_clock::time_point _now;
-    std::ostringstream _terminal;
-};
-
-TEST_F(ProgressTest, ShowsNothingWithinTheFirstSecond) {
-    lumo::Progress progress(&_terminal, "Writing", 200, clock());
-    _now += 999ms;
-    progress.add(150);
-    progress.finish();
-    EXPECT_EQ(_terminal.str(), "");
-}
-
-TEST_F(ProgressTest, SaysHundredPercentOnlyWhenDone) {
-    lumo::Progress progress(&_terminal, "Writing", 200, clock());
-    progress.add(50);
-    _now += 1s;
-    progress.add(1);
-    progress.add(1);
-    progress.add(1000);
-    EXPECT_EQ(_terminal.str(), "\rWriting: 25 %\rWriting: 26 %\rWriting: 99 %");
-    progress.finish();
-    EXPECT_TRUE(_terminal.str().ends_with("\rWriting: 100 %\n"));
-}
-
-TEST_F(ProgressTest, EndsItsLineWhenTheWorkFails) {
+TEST(ProgressTest, ShowsWholePercentsAfterASecondAndHundredOnlyWhenDone) {
+    std::chrono::steady_clock::time_point now;
+    std::ostringstream terminal;
+    const auto clock = [&] { return now; };
     {
-        lumo::Progress progress(&_terminal, "Writing", 4, clock());
-        _now += 2s;
+        lumo::Progress quick(&terminal, "Writing", 200, clock);
+        now += 999ms;
+        quick.add(150);
+        quick.finish();
+        EXPECT_EQ(terminal.str(), "");
+        lumo::Progress progress(&terminal, "Writing", 200, clock);
+        progress.add(50);
+        now += 1s;
         progress.add(1);
+        progress.add(1);
+        progress.add(1000);
+        EXPECT_EQ(terminal.str(), "\rWriting: 25 %\rWriting: 26 %\rWriting: 99 %");
+        progress.finish();
+        EXPECT_TRUE(terminal.str().ends_with("\rWriting: 100 %\n"));
+        terminal.str("");
+        lumo::Progress cutShort(&terminal, "Writing", UINT64_MAX, clock);
+        now += 2s;
+        cutShort.add(UINT64_MAX / 2);
     }
-    EXPECT_EQ(_terminal.str(), "\rWriting: 25 %\n");
-}
-
-TEST_F(ProgressTest, CountsTotalsThatDoNotFitTimesHundred) {
-    lumo::Progress progress(&_terminal, "Writing", UINT64_MAX, clock());
-    _now += 2s;
-    progress.add(UINT64_MAX / 2);
-    EXPECT_EQ(_terminal.str(), "\rWriting: 50 %");
+    EXPECT_EQ(terminal.str(), "\rWriting: 50 %\n");
 }
 
 } // namespace
