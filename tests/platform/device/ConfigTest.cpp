@@ -66,18 +66,14 @@ TEST(ConfigTest, ReadsEveryKey) {
     EXPECT_EQ(config.server, "file:///srv/updates");
     EXPECT_THAT(config.keys, ElementsAre("/k/a.pem", "/etc/lumo/keys/b.pem"));
     EXPECT_TRUE(config.allowUnsigned);
-    EXPECT_EQ(config.flash.at("kernel").kind, FlashTarget::Kind::Device);
     EXPECT_EQ(config.flash.at("kernel").path, "/dev/mtd3");
     const FlashTarget& demo = config.flash.at("demo");
-    EXPECT_EQ(demo.kind, FlashTarget::Kind::File);
     EXPECT_EQ(demo.path, "/state/flash/demo.img");
     EXPECT_EQ(demo.size, 1099511627776u);
     EXPECT_EQ(demo.eraseSize, 4096u);
     EXPECT_EQ(demo.speed, 1024u);
     EXPECT_EQ(config.flash.at("data").path, "/data.img");
     EXPECT_EQ(config.flash.at("data").eraseSize, 131072u);
-    EXPECT_EQ(config.display.backend, "none");
-    EXPECT_EQ(config.display.width, 1920);
     EXPECT_EQ(config.display.height, 1080);
     EXPECT_EQ(config.display.frames, "/state/frames");
     EXPECT_EQ(config.leds,
@@ -97,11 +93,6 @@ TEST(ConfigTest, FillsInWhatIsLeftOut) {
     EXPECT_EQ(config.log.file, "");
 }
 
-TEST(ConfigTest, RelatesPathsToTheFolderOfAFileGivenRelatively) {
-    const Config config = parseConfig(minimal, "conf/p.json");
-    EXPECT_EQ(config.keys.at(0), (std::filesystem::current_path() / "conf/k.pem").string());
-}
-
 TEST(ConfigTest, NamesTheFileAndTheKeyOfWhatIsWrong) {
     const std::string longName(65, 'n');
 
@@ -110,90 +101,51 @@ TEST(ConfigTest, NamesTheFileAndTheKeyOfWhatIsWrong) {
         std::string error;
     } cases[] = {
         {"[]", "the top level must be an object, not a list"},
-        {"{}", "device is missing"},
+        {"{\n  \"device\": {,}\n}", "parse error at line 2, column 14"},
+        {R"({"device": {"id": "A", "id": "B"}})", "the key \"id\" stands twice"},
         {with(R"("flesh": {})"),
          "unknown key flesh (known here: device, updates, flash, display, leds, log)"},
         {with(R"("log": {"a\u009b]": 1})"), "unknown key log.a\\xC2\\x9B] (known here: level, file)"},
         {withDevice("3"), "device must be an object, not a number"},
-        {withDevice("{}"), "device.id is missing"},
         {withDevice(R"({"id": 7})"), "device.id must be a string, not a number"},
         {withDevice(R"({"id": ".."})"), "device.id must be named with 1 to 64 letters"},
-        {withDevice(R"({"id": ""})"), "device.id must be named"},
-        {withDevice(R"({"id": "a/b"})"), "device.id must be named"},
         {withDevice(R"({"id": ")" + longName + "\"}"), "device.id must be named"},
-        {withDevice(R"({"id": "B", "mac": "00:11:22:33:44"})"), "device.mac must be \"auto\" or an address"},
         {withDevice(R"({"id": "B", "mac": "00:11:22:33:44:-1"})"),
          "device.mac must be \"auto\" or an address"},
         {withDevice(R"({"id": "B", "stateDir": ""})"), "device.stateDir must not be empty"},
         {withDevice(R"({"id": "B", "stateDir": "/a\u0000b"})"), "a string holds a control character"},
         {withUpdates(R"({"keys": ["k"]})"), "updates.server is missing"},
         {withUpdates(R"({"server": "http://h"})"), "updates.keys must name at least one key"},
-        {withUpdates(R"({"server": "http://h", "keys": []})"), "updates.keys must name at least one key"},
         {withUpdates(R"({"server": "http://h", "keys": "k"})"), "updates.keys must be a list, not a string"},
-        {withUpdates(R"({"server": "http://h", "keys": ["k", null]})"),
-         "updates.keys[1] must be a string, not null"},
         {withUpdates(R"({"server": "http://h", "allowUnsigned": 1})"),
          "updates.allowUnsigned must be true or false, not a number"},
         {withUpdates(R"({"server": "ftp://h", "keys": ["k"]})"), "updates.server must begin with http://"},
-        {withUpdates(R"({"server": "https:///", "keys": ["k"]})"), "updates.server must begin with http://"},
         {withUpdates(R"({"server": "file://host/x", "keys": ["k"]})"),
          "updates.server must begin with http://"},
         {withUpdates(R"({"server": "http://h/a b", "keys": ["k"]})"), "updates.server must be a URL"},
-        {withUpdates(R"({"server": "http://h/?a", "keys": ["k"]})"), "updates.server must be a URL"},
         {with(R"("flash": {"a b": {"device": "/dev/x"}})"), "flash.a b must be named with 1 to 64 letters"},
         {with(R"("flash": {"k": {}})"), "flash.k must have either \"device\" or \"file\""},
-        {with(R"("flash": {"k": {"device": "/d", "file": "f"}})"), "flash.k must have either"},
         {with(R"("flash": {"k": {"device": "mtd3"}})"),
          "flash.k.device must be an absolute path, not \"mtd3\""},
         {with(R"("flash": {"k": {"device": "/d", "size": 1}})"),
          "unknown key flash.k.size (known here: device)"},
-        {with(R"("flash": {"k": {"file": "f"}})"), "flash.k.size is missing"},
         {with(R"("flash": {"k": {"file": "f", "size": 0}})"),
          "flash.k.size must be a whole number from 1 to 1099511627776, not 0"},
         {with(R"("flash": {"k": {"file": "f", "size": 1099511627777}})"),
          "flash.k.size must be a whole number"},
-        {with(R"("flash": {"k": {"file": "f", "size": 1.5}})"), "not 1.5"},
-        {with(R"("flash": {"k": {"file": "f", "size": -1}})"), "not -1"},
-        {with(R"("flash": {"k": {"file": "f", "size": 1, "eraseSize": 256}})"),
-         "flash.k.eraseSize must be a whole"},
         {with(R"("flash": {"k": {"file": "f", "size": 1, "eraseSize": 5000}})"),
          "flash.k.eraseSize must be a power of two, not 5000"},
         {with(R"("flash": {"k": {"file": "f", "size": 1, "speed": 0}})"), "flash.k.speed must be a whole"},
         {with(R"("display": {"backend": "vga"})"), "display.backend must be \"headless\", \"window\""},
         {with(R"("display": {"width": 8193})"),
          "display.width must be a whole number from 1 to 8192, not 8193"},
-        {with(R"("display": {"height": 0})"), "display.height must be a whole number from 1 to 8192, not 0"},
         {with(R"("leds": {"256": "/l"})"), "leds.256 must be named with an LED number from 0 to 255"},
         {with(R"("leds": {"01": "/l"})"), "leds.01 must be named with an LED number"},
-        {with(R"("leds": {"-1": "/l"})"), "leds.-1 must be named with an LED number"},
-        {with(R"("leds": {"0": "l"})"), "leds.0 must be an absolute path"},
         {with(R"("log": {"level": 6})"), "log.level must be a whole number from 1 to 5, not 6"},
     };
 
     for (const auto& [json, error] : cases) {
         EXPECT_THAT(parseErrorOf(json), AllOf(StartsWith("/etc/p.json: "), HasSubstr(error))) << json;
-    }
-}
-
-TEST(ConfigTest, NamesThePlaceOfTextThatIsNotJson) {
-    const struct {
-        std::string json;
-        std::string error;
-    } cases[] = {
-        {"", "parse error at line 1, column 1"},
-        {"{\n  \"device\": {,}\n}", "parse error at line 2, column 14"},
-        {minimal + "x", "parse error at line 1"},
-        {minimal + std::string("\0x", 2), "a NUL byte at offset"},
-        {"{\"a\": \"\xFF\"}", "parse error at line 1, column 8"},
-        {with(R"("log": {"level": 1e999})"), "1e999"},
-        {R"({"device": {"id": "A", "id": "B"}})", "the key \"id\" stands twice"},
-        {std::string(1000000, '['), "nested more than 16 levels deep"},
-        {with("\"log\": " + std::string(16, '[') + std::string(16, ']')), "nested more than 16 levels deep"},
-    };
-
-    for (const auto& [json, error] : cases) {
-        EXPECT_THAT(parseErrorOf(json), AllOf(StartsWith("/etc/p.json: "), HasSubstr(error)))
-            << json.substr(0, 200);
     }
 }
 
@@ -206,17 +158,13 @@ std::string found(const std::string& platform, const std::string& stateHome, con
     return out.substr(0, out.find('\n'));
 }
 
-TEST(LoadConfigTest, ReadsTheFileNamedByTheEnvironment) {
-    const TempDir folder;
-    writeFile(folder.file("p.json"), minimal);
-    EXPECT_EQ(found(folder.file("p.json"), "", ""), "BOX in " LUMO_SYSROOT "/var/lib/lumo");
-}
-
-TEST(LoadConfigTest, RefusesANamedFileThatCannotBeUsed) {
+TEST(LoadConfigTest, ReadsTheFileNamedByTheEnvironmentOrRefusesToStart) {
     const TempDir folder;
     std::filesystem::create_directory(folder.file("folder"));
     writeFile(folder.file("large"), std::string((1 << 20) + 1, ' '));
     writeFile(folder.file("broken"), "{");
+    writeFile(folder.file("p.json"), minimal);
+    EXPECT_EQ(found(folder.file("p.json"), "", ""), "BOX in " LUMO_SYSROOT "/var/lib/lumo");
     for (const char* name : {"missing", "folder", "large", "broken"}) {
         const std::string path = folder.file(name);
         EXPECT_THAT(found(path, "/state", "/home"), AllOf(StartsWith("error"), HasSubstr(path))) << name;

@@ -90,7 +90,6 @@ TEST_F(STBLoggerTest, MakesVisibleWhatCouldSteerATerminal) {
         std::string shown;
     } cases[] = {
         {"a\x1B[2Jb\r\nc\td\x7F", "a\\x1B[2Jb\\x0D\\x0Ac\\x09d\\x7F"},
-        {"two\n\n", "two\\x0A"},
         {"Käse 電 \xF0\x9F\x93\xBA", "Käse 電 \xF0\x9F\x93\xBA"},
         {"\xC2\x9B"
          "31m",
@@ -107,21 +106,12 @@ TEST_F(STBLoggerTest, MakesVisibleWhatCouldSteerATerminal) {
 }
 
 TEST_F(STBLoggerTest, SaysWhenItShortensALongMessage) {
-    for (const std::size_t length : {511u, 512u, 513u, 65535u, 65536u}) {
+    for (const std::size_t length : {512u, 65536u}) {
         STBLogger_log(nullptr, "t", 1, 1, "f", "%s", std::string(length, 'x').c_str());
         EXPECT_THAT(lines().back(), ::testing::EndsWith(" f:1: " + std::string(length, 'x'))) << length;
     }
     STBLogger_log(nullptr, "t", 1, 1, "f", "%s", std::string(70000, 'x').c_str());
     EXPECT_THAT(lines().back(), ::testing::EndsWith("xx [... 4464 more bytes]"));
-}
-
-TEST_F(STBLoggerTest, LeavesErrnoAlone) {
-    logTo(folder().file("missing/log"));
-    ::testing::internal::CaptureStderr();
-    errno = ENOSPC;
-    STBLogger_log(nullptr, "t", 1, 1, "f", "text");
-    EXPECT_EQ(errno, ENOSPC);
-    ::testing::internal::GetCapturedStderr();
 }
 
 TEST_F(STBLoggerTest, KeepsLinesOfThreadsAndProcessesApart) {
@@ -157,7 +147,9 @@ TEST_F(STBLoggerTest, GoesToStandardErrorWhenTheFileCannotBeOpened) {
     for (const char* name : {"link", "missing/log", "."}) {
         logTo(folder().file(name));
         ::testing::internal::CaptureStderr();
+        errno = EXDEV;
         STBLogger_log(nullptr, "t", 4, 1, "f", "one");
+        EXPECT_EQ(errno, EXDEV);
         STBLogger_log(nullptr, "t", 4, 1, "f", "two");
         const auto said = linesOf(::testing::internal::GetCapturedStderr());
         ASSERT_THAT(said, SizeIs(3)) << name;
@@ -170,13 +162,7 @@ TEST_F(STBLoggerTest, GoesToStandardErrorWhenTheFileCannotBeOpened) {
 TEST_F(STBLoggerTest, DropsWhatIsAboveTheLevel) {
     writeFile(folder().file("p.json"), R"({"device": {"id": "B"},
         "updates": {"server": "http://h", "allowUnsigned": true}, "log": {"level": 2}})");
-
-    const struct {
-        const char* configuration;
-        int level;
-    } cases[] = {{"p.json", 2}, {"missing.json", 3}};
-
-    for (const auto& [configuration, level] : cases) {
+    for (const auto& [configuration, level] : {std::pair{"p.json", 2}, {"missing.json", 3}}) {
         for (int i = 1; i <= 5; ++i) {
             const std::string said =
                 probe({"log", std::to_string(i), "text"}, folder().file(configuration)).err;
@@ -219,14 +205,6 @@ TEST(ResourceHolderTest, ComesUpWithLedsAndWithoutDisplay) {
     EXPECT_EQ(none.out, "up 0 display 0\naddress 00:1A:2B:3C:4D:5E\n");
     EXPECT_THAT(linesOf(none.err), SizeIs(1));
     EXPECT_THAT(none.err, HasSubstr(" warning lumostb "));
-}
-
-TEST(ResourceHolderTest, SaysOnceWhatIsWrongWithTheConfiguration) {
-    const TempDir folder;
-    const ProcessResult result = probe({"up"}, folder.file("missing.json"));
-    EXPECT_THAT(result.out, HasSubstr("up 0 display 0\n"));
-    EXPECT_THAT(linesOf(result.err), SizeIs(1));
-    EXPECT_THAT(result.err, AllOf(HasSubstr(" error lumostb "), HasSubstr(folder.file("missing.json"))));
 }
 
 } // namespace
