@@ -203,6 +203,36 @@ std::uint64_t BlockInstaller::bytesToRewrite() const {
     return bytes;
 }
 
+void BlockInstaller::rewrite() {
+    for (;;) {
+        try {
+            erase();
+            write();
+            return;
+        } catch (const FlashError& error) {
+            retire(error);
+        }
+        // Half-written pages included.
+        compare(Unreadable::Differs);
+    }
+}
+
+void BlockInstaller::retire(const FlashError& error) {
+    if (!error.wornBlock()) {
+        throw error;
+    }
+    LUMO_LOG(LogWarning, "%s", error.what());
+    const std::uint64_t left = _flash.size() - std::min<std::uint64_t>(_flash.size(), _flash.eraseSize());
+    if (left >= _block.size) {
+        _flash.retire(*error.wornBlock());
+    }
+    if (left < _block.size || _flash.size() < _block.size) {
+        throw FlashError(error.operation(), std::string(error.what()) +
+                                                ", and no spare block is left for block " + _block.name +
+                                                " of " + std::to_string(_block.size) + " bytes");
+    }
+}
+
 void BlockInstaller::erase() {
     Meter meter(_progress, STBFirmwareUpdater::OPERATION_ERASE, bytesToRewrite());
     const std::uint64_t eraseSize = _flash.eraseSize();

@@ -42,10 +42,10 @@ public:
 
     bool differs() const { return !_ranges.empty(); }
 
-    // The two steps of rewriting what differs, in this order. write() returns when it is on the medium and
-    // was read back from there.
-    void erase();
-    void write();
+    // Erases and writes what differs, and returns when it is on the medium and was read back from there.
+    // Blocks that turn out to be worn are retired as long as the flash has room for the package's block; what
+    // then lies elsewhere is compared and rewritten, too.
+    void rewrite();
 
 private:
     struct Range {
@@ -57,6 +57,11 @@ private:
     using Verdict = std::function<void(std::uint64_t begin, std::uint64_t end, bool equal)>;
 
     using Advance = std::function<void(std::uint64_t bytes)>;
+
+    void erase();
+    void write();
+    // Rethrows what cannot be helped by it.
+    void retire(const FlashError& error);
 
     void refuseChanges() const;
     std::uint64_t eraseBlockEnd(std::uint64_t offset) const;

@@ -61,10 +61,4 @@ FlashBlock::FlashBlock(const FlashTarget& target) : FlashBlock(target, openAlone
 FlashBlock::FlashBlock(const FlashTarget& target, UniqueFd&& fd)
     : FlashPlain(target.path, std::move(fd), sizeOf(fd, target.path), target.eraseSize) {}
 
-void FlashBlock::sync() {
-    FlashPlain::sync();
-    // Advice: it has no failure that would matter.
-    ::posix_fadvise(FlashPlain::fd(), 0, 0, POSIX_FADV_DONTNEED);
-}
-
 } // namespace lumo

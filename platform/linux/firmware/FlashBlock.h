@@ -11,9 +11,6 @@ public:
     // cannot be mounted meanwhile. Refuses devices that are read-only or without a medium. Throws FlashError.
     explicit FlashBlock(const FlashTarget& target);
 
-    // Also drops what the kernel caches of the device, so that what is read next is what the medium holds.
-    void sync() override;
-
 private:
     FlashBlock(const FlashTarget& target, UniqueFd&& fd);
 };

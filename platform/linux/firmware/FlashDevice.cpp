@@ -69,6 +69,11 @@ const struct {
 
 } // namespace
 
+void FlashDevice::retire(std::uint64_t wornBlock) {
+    throw flashError(FlashError::Operation::Erase, name(), wornBlock, eraseSize(),
+                     "this kind of flash has no spare blocks");
+}
+
 std::unique_ptr<FlashDevice> openFlash(const FlashTarget& target) {
     struct stat status {};
 

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -16,13 +17,18 @@ class FlashError : public std::runtime_error {
 public:
     enum class Operation { Open, Query, Read, Erase, Write, Sync };
 
-    FlashError(Operation operation, const std::string& text)
-        : std::runtime_error(text), _operation(operation) {}
+    FlashError(Operation operation, const std::string& text, std::optional<std::uint64_t> wornBlock = {})
+        : std::runtime_error(text), _operation(operation), _wornBlock(wornBlock) {}
 
     Operation operation() const { return _operation; }
 
+    // Where the erase block begins that could not be erased or programmed, if it can be set aside for it with
+    // FlashDevice::retire().
+    std::optional<std::uint64_t> wornBlock() const { return _wornBlock; }
+
 private:
     Operation _operation;
+    std::optional<std::uint64_t> _wornBlock;
 };
 
 // One opened destination of the flash map, as a run of bytes without holes: on NAND, bad blocks are left out
@@ -35,7 +41,7 @@ public:
 
     // What messages call it: the path.
     virtual const std::string& name() const = 0;
-    // Usable bytes. Not more than that can be read or written.
+    // Usable bytes. Not more than that can be read or written. Shrinks with retire() only.
     virtual std::uint64_t size() const = 0;
     // The unit in which content is compared, erased and rewritten; at least 1, size() need not be a multiple.
     virtual std::uint32_t eraseSize() const = 0;
@@ -50,6 +56,10 @@ public:
     // Returns when everything written is on the medium, and makes later reads come from there where the
     // kernel allows it.
     virtual void sync() = 0;
+    // Sets a worn erase block aside for ever, as FlashError::wornBlock() named it. Everything from there on
+    // then lies on the next blocks: what is read there is something else than before, and has to be erased
+    // before it is written. Throws FlashError, nothing set aside, when no block behind it works either.
+    virtual void retire(std::uint64_t wornBlock);
 };
 
 // Opens a destination for reading and writing with the implementation that fits what is there: an MTD

@@ -16,8 +16,6 @@ namespace lumo {
 
 namespace {
 
-using Operation = FlashError::Operation;
-
 // Repeats a request that a signal interrupts.
 int request(MtdIo& io, unsigned long code, void* argument) {
     int result = -1;
@@ -105,10 +103,7 @@ std::uint64_t FlashMtd::physicalOf(std::uint64_t offset) const {
 
 FlashMtd::Extent FlashMtd::extentAt(std::uint64_t offset, std::uint64_t length) const {
     const std::uint64_t physical = physicalOf(offset);
-    std::uint64_t reach = std::min(length, _eraseSize - offset % _eraseSize);
-    while (reach < length && physicalOf(offset + reach) == physical + reach) {
-        reach += std::min<std::uint64_t>(length - reach, _eraseSize);
-    }
+    const std::uint64_t reach = _nand ? std::min(length, _eraseSize - offset % _eraseSize) : length;
     return {physical, static_cast<std::size_t>(reach)};
 }
 
@@ -147,21 +142,54 @@ void FlashMtd::erase(std::uint64_t offset, std::uint64_t length) {
         return;
     }
     for (std::uint64_t done = 0; done < length; done += _eraseSize) {
-        eraseBlock(physicalOf(offset + done), offset + done);
+        if (eraseBlock(physicalOf(offset + done)) < 0) {
+            throw failureAt(Operation::Erase, offset + done, _eraseSize);
+        }
     }
 }
 
-void FlashMtd::eraseBlock(std::uint64_t physical, std::uint64_t offset) {
-    int result = -1;
+int FlashMtd::eraseBlock(std::uint64_t physical) {
     if (physical + _eraseSize <= std::numeric_limits<std::uint32_t>::max()) {
         erase_info_user info{static_cast<std::uint32_t>(physical), _eraseSize};
-        result = request(*_io, MEMERASE, &info);
-    } else {
-        erase_info_user64 info{physical, _eraseSize};
-        result = request(*_io, MEMERASE64, &info);
+        return request(*_io, MEMERASE, &info);
     }
-    if (result < 0) {
-        throw flashError(Operation::Erase, _name, offset, _eraseSize, errorText(errno));
+    erase_info_user64 info{physical, _eraseSize};
+    return request(*_io, MEMERASE64, &info);
+}
+
+FlashError FlashMtd::failureAt(Operation operation, std::uint64_t offset, std::uint64_t length) const {
+    const int error = errno;
+    const std::uint64_t block = physicalOf(offset) / _eraseSize;
+    const FlashError plain = flashError(operation, _name, offset, length,
+                                        errorText(error) + " (block " + std::to_string(block) + ")");
+    return _nand && error == EIO ? FlashError(operation, plain.what(), offset - offset % _eraseSize) : plain;
+}
+
+void FlashMtd::markBad(std::uint32_t block) {
+    auto place = static_cast<__kernel_loff_t>(std::uint64_t(block) * _eraseSize);
+    if (request(*_io, MEMSETBADBLOCK, &place) < 0) {
+        throw flashError(Operation::Write, _name,
+                         "marking block " + std::to_string(block) + " bad: " + errorText(errno));
+    }
+    LUMO_LOG(LogWarning, "%s: block %u is worn out and marked bad; the next good one takes its place",
+             _name.c_str(), block);
+}
+
+void FlashMtd::retire(std::uint64_t wornBlock) {
+    checkRange(Operation::Erase, *this, wornBlock, _eraseSize);
+    const auto worn = static_cast<std::size_t>(wornBlock / _eraseSize);
+    std::size_t next = worn + 1;
+    while (next < _goodBlocks.size() && eraseBlock(std::uint64_t(_goodBlocks[next]) * _eraseSize) < 0) {
+        ++next;
+    }
+    if (!_nand || next >= _goodBlocks.size()) {
+        throw flashError(Operation::Erase, _name, wornBlock, _eraseSize,
+                         "no block from there on can be erased, none is marked bad");
+    }
+    for (std::size_t i = worn; i < next; ++i) {
+        markBad(_goodBlocks[worn]);
+        _goodBlocks.erase(_goodBlocks.begin() + static_cast<std::ptrdiff_t>(worn));
+        _size -= _eraseSize;
     }
 }
 
@@ -191,7 +219,11 @@ void FlashMtd::writeExtent(const Extent& extent, std::uint64_t offset, const std
 
 void FlashMtd::writePages(std::uint64_t physical, std::uint64_t offset, std::span<const std::byte> pages) {
     transferAll(Operation::Write, _name, offset, pages.size(), [&](std::size_t done) {
-        return _io->pwrite(pages.data() + done, pages.size() - done, physical + done);
+        const ssize_t count = _io->pwrite(pages.data() + done, pages.size() - done, physical + done);
+        if (count < 0 && errno == EIO) {
+            throw failureAt(Operation::Write, offset + done, pages.size() - done);
+        }
+        return count;
     });
 }
 

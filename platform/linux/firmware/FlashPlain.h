@@ -19,13 +19,13 @@ public:
     void read(std::uint64_t offset, std::span<std::byte> bytes) override;
     void erase(std::uint64_t offset, std::uint64_t length) override;
     void write(std::uint64_t offset, std::span<const std::byte> bytes) override;
+    // Also drops what the kernel caches of it, so that what is read next is what the medium holds: after a
+    // failure to write, the kernel takes its own copy for written.
     void sync() override;
 
 protected:
     // eraseSize 0: the default.
     FlashPlain(std::string name, UniqueFd&& fd, std::uint64_t size, std::uint32_t eraseSize);
-
-    int fd() const { return _fd.get(); }
 
 private:
     void flushWritten();

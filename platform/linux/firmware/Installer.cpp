@@ -222,10 +222,14 @@ bool Installer::installBlock(const Job& job) {
             }
         });
     installer.checkUnchanged();
+    const bool cutShort = _before.state == InstallRecord::State::Begun;
+    if (cutShort) {
+        // What the killed run wrote may be in memory only, where it would compare as equal.
+        job.flash->sync();
+    }
     if (_force) {
         installer.takeAll();
     } else {
-        const bool cutShort = _before.state == InstallRecord::State::Begun;
         installer.compare(cutShort ? BlockInstaller::Unreadable::Differs : BlockInstaller::Unreadable::Fails);
     }
     if (!installer.differs()) {
@@ -234,8 +238,7 @@ bool Installer::installBlock(const Job& job) {
     }
     begin();
     _touched = true;
-    installer.erase();
-    installer.write();
+    installer.rewrite();
     LUMO_LOG(LogInfo, "block %s is written to %s", block.name.c_str(), job.flash->name().c_str());
     return true;
 }

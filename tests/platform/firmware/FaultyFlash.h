@@ -1,52 +1,40 @@
 #pragma once
 
+#include <algorithm>
+#include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "platform/linux/firmware/FlashDevice.h"
 
 namespace lumo {
 
-// What a FaultyFlash does wrong, once.
-struct FlashFault {
-    enum class Effect {
-        Fail, // nothing is done, FlashError is thrown
-        Tear, // the first `bytes` bytes are done (of an erase: the whole blocks in them), then FlashError is
-              // thrown
-        Corrupt, // everything seems to work, but the byte at `bytes` of those read or written is a wrong one
-    };
-
-    FlashError::Operation operation; // Read, Erase, Write or Sync
-    unsigned nth = 1;                // of all such operations of the script; the first is 1
-    Effect effect = Effect::Fail;
-    std::size_t bytes = 0;
-    bool forEver = false; // everything after it fails, too, as when the power went
-};
-
-// What was asked of a FaultyFlash.
+// What was asked of a flash.
 struct FlashCall {
     FlashError::Operation operation;
     std::uint64_t offset = 0;
     std::uint64_t length = 0;
-
-    bool operator==(const FlashCall&) const = default;
 };
 
-// The faults to come and the calls that came, in their order, of all the devices that share it. The test
-// keeps it, and can look at it when the devices have been handed away or destroyed.
+// The calls that came, in their order, and what goes wrong. The test keeps it, and can look at it when the
+// device has been handed away or destroyed.
 struct FlashScript {
-    std::vector<FlashFault> faults;
     std::vector<FlashCall> calls;
-    bool dead = false; // a fault for ever has struck
+    // Asked before each call is passed on, the call being calls.back(); may throw.
+    std::function<void(const FlashCall&)> before;
 
-    // Number of calls of a kind so far.
-    unsigned count(FlashError::Operation operation) const;
+    std::ptrdiff_t count(FlashError::Operation operation) const {
+        return std::count_if(calls.begin(), calls.end(),
+                             [&](const FlashCall& call) { return call.operation == operation; });
+    }
 };
 
 // Passes everything on to another device, except for what the script says.
 class FaultyFlash : public FlashDevice {
 public:
-    FaultyFlash(std::unique_ptr<FlashDevice> device, std::shared_ptr<FlashScript> script);
+    FaultyFlash(std::unique_ptr<FlashDevice> device, FlashScript& script)
+        : _device(std::move(device)), _script(script) {}
 
     const std::string& name() const override { return _device->name(); }
 
@@ -54,18 +42,38 @@ public:
 
     std::uint32_t eraseSize() const override { return _device->eraseSize(); }
 
-    void read(std::uint64_t offset, std::span<std::byte> bytes) override;
-    void erase(std::uint64_t offset, std::uint64_t length) override;
-    void write(std::uint64_t offset, std::span<const std::byte> bytes) override;
-    void sync() override;
+    void read(std::uint64_t offset, std::span<std::byte> bytes) override {
+        enter({FlashError::Operation::Read, offset, bytes.size()});
+        _device->read(offset, bytes);
+    }
+
+    void erase(std::uint64_t offset, std::uint64_t length) override {
+        enter({FlashError::Operation::Erase, offset, length});
+        _device->erase(offset, length);
+    }
+
+    void write(std::uint64_t offset, std::span<const std::byte> bytes) override {
+        enter({FlashError::Operation::Write, offset, bytes.size()});
+        _device->write(offset, bytes);
+    }
+
+    void sync() override {
+        enter({FlashError::Operation::Sync});
+        _device->sync();
+    }
+
+    void retire(std::uint64_t wornBlock) override { _device->retire(wornBlock); }
 
 private:
-    // Notes the call and returns the fault it meets, or null. Throws if nothing works any more.
-    const FlashFault* enter(const FlashCall& call);
-    [[noreturn]] void fail(const FlashCall& call) const;
+    void enter(const FlashCall& call) {
+        _script.calls.push_back(call);
+        if (_script.before) {
+            _script.before(call);
+        }
+    }
 
-    std::unique_ptr<FlashDevice> _device;
-    std::shared_ptr<FlashScript> _script;
+    const std::unique_ptr<FlashDevice> _device;
+    FlashScript& _script;
 };
 
 } // namespace lumo

@@ -32,6 +32,7 @@ inline void put(FlashDevice& flash, std::uint64_t offset, const std::string& byt
 struct Failure {
     std::optional<FlashError::Operation> operation; // empty: nothing failed
     std::string text;
+    std::optional<std::uint64_t> wornBlock;
 };
 
 template <typename Action>
@@ -39,7 +40,7 @@ Failure failureOf(const Action& action) {
     try {
         action();
     } catch (const FlashError& error) {
-        return {error.operation(), error.what()};
+        return {error.operation(), error.what(), error.wornBlock()};
     }
     return {};
 }
