@@ -24,9 +24,6 @@ constexpr int refused = -1;
 constexpr int blendBySourceAlpha = 2;
 constexpr int deviceDefault = 3;
 
-// How much of a destination is looked at and then drawn to while it is in the processor's cache, in bytes.
-constexpr int bandBytes = 128 << 10;
-
 using Rect = STBBlitRequest::Rect;
 
 struct ImageDeleter {
@@ -74,30 +71,18 @@ public:
 
     int height() const { return _area.h; }
 
-    int pitch() const { return _pitch; }
+    // Whether there are bytes between its rows that do not belong to it.
+    bool hasGaps() const { return _area.w * 4 != _pitch; }
+
+    // The area, for pixman.
+    Image image() const { return imageOf(PIXMAN_a8r8g8b8, _area.w, _area.h, row(0), _pitch); }
 
     // row: of the area.
     std::uint32_t* row(int row) const {
         return reinterpret_cast<std::uint32_t*>(_pixels + std::ptrdiff_t{_area.y + row} * _pitch) + _area.x;
     }
 
-    bool isOpaque(int first, int count) const {
-        for (int i = first; i < first + count; ++i) {
-            if (!areOpaque(row(i), static_cast<std::size_t>(width()))) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-    // Calls draw(first row, rows) for one band after the other.
-    template <typename Draw>
-    void forEachBand(Draw draw) const {
-        const int rows = std::clamp(bandBytes / (width() * 4), 4, 64);
-        for (int first = 0; first < height(); first += rows) {
-            draw(first, std::min(rows, height() - first));
-        }
-    }
+    std::size_t rowWords() const { return static_cast<std::size_t>(_area.w); }
 
 private:
     unsigned char* _pixels;
@@ -105,22 +90,31 @@ private:
     Rect _area;
 };
 
+// How many rows of words make a block that stays in the processor's cache.
+int rowsOfBlock(int width, int bytes) {
+    return std::max(1, bytes / (width * 4));
+}
+
+// Copies what is filled already, as much as it can at a time: quicker than storing words.
+void fillOpaque(const Canvas& canvas, std::uint32_t word) {
+    std::fill_n(canvas.row(0), canvas.width(), word);
+    const int most = canvas.hasGaps() ? 1 : rowsOfBlock(canvas.width(), 128 << 10);
+    for (int filled = 1; filled < canvas.height();) {
+        const int rows = std::min({filled, most, canvas.height() - filled});
+        std::memcpy(canvas.row(filled), canvas.row(0),
+                    canvas.rowWords() * 4 * static_cast<std::size_t>(rows));
+        filled += rows;
+    }
+}
+
 void fill(const Canvas& canvas, std::uint32_t word) {
-    const std::uint32_t alpha = word >> 24;
-    if (alpha == 0) {
+    if (word >= opaqueAlpha) {
+        fillOpaque(canvas, word);
         return;
     }
-    const std::uint32_t premultiplied = premultiplyWord(word);
-    const std::uint32_t rest = 255 - alpha;
-    for (int i = 0; i < canvas.height(); ++i) {
-        std::uint32_t* const row = canvas.row(i);
-        if (alpha == 255) {
-            std::fill_n(row, canvas.width(), word);
-        } else {
-            std::transform(row, row + canvas.width(), row, [premultiplied, rest](std::uint32_t old) {
-                return premultiplied + scaleWord(premultiplyWord(old), rest);
-            });
-        }
+    const std::vector<std::uint32_t> words(canvas.rowWords(), premultiplyWord(word));
+    for (int row = 0; row < canvas.height(); ++row) {
+        blendWords(canvas.row(row), words.data(), words.size());
     }
 }
 
@@ -128,53 +122,59 @@ void fill(const Canvas& canvas, std::uint32_t word) {
 class Pen {
 public:
     // to: where rect's pixels go. area: the part of that which is drawn.
-    Pen(Surface& surface, const Rect& rect, unsigned int colour, const Rect& to, const Rect& area) {
+    Pen(Surface& surface, const Rect& rect, unsigned int colour, const Rect& to, const Rect& area)
+        : _left(area.x - to.x), _top(area.y - to.y) {
         const Surface::Source source = surface.source();
         const bool coverage = surface.getPixelFormat() == STB_PIXEL_ALPHA8;
-        const unsigned char* const first = source.pixels + std::ptrdiff_t{rect.y} * surface.getPitch() +
-                                           std::ptrdiff_t{rect.x} * (coverage ? 1 : 4);
         _opaque = source.opaque;
-        _pixels = imageOf(coverage        ? PIXMAN_a8
-                          : source.opaque ? PIXMAN_x8r8g8b8
-                                          : PIXMAN_a8r8g8b8,
-                          rect.w, rect.h, first, surface.getPitch());
+        _pitch = surface.getPitch();
+        _pixels =
+            source.pixels + std::ptrdiff_t{rect.y} * _pitch + std::ptrdiff_t{rect.x} * (coverage ? 1 : 4);
+        const pixman_format_code_t words = _opaque ? PIXMAN_x8r8g8b8 : PIXMAN_a8r8g8b8;
+        _image = imageOf(coverage ? PIXMAN_a8 : words, rect.w, rect.h, _pixels, _pitch);
         if (coverage) {
-            _colour = colourImage(colour);
+            _colour = solid(colour);
         }
-        _stretched = rect.w != to.w || rect.h != to.h;
-        _left = area.x - to.x;
-        _top = area.y - to.y;
-        if (_stretched) {
+        _ready = !coverage && rect.w == to.w && rect.h == to.h;
+        if (rect.w != to.w || rect.h != to.h) {
             stretch(rect, to);
         }
     }
 
     bool isOpaque() const { return _opaque; }
 
-    // Draws rows of the area from that one on to the image's rows from y on.
-    void draw(pixman_op_t op, pixman_image_t* onto, int first, int y, int width, int rows) const {
+    // Whether the pixels are drawn as they lie in memory.
+    bool isReady() const { return _ready; }
+
+    // Of the area; when they are ready.
+    const std::uint32_t* row(int row) const {
+        return reinterpret_cast<const std::uint32_t*>(_pixels + std::ptrdiff_t{_top + row} * _pitch) + _left;
+    }
+
+    // Puts rows of the area, premultiplied, into an image.
+    void put(pixman_image_t* into, int first, int width, int rows) const {
         if (_colour) {
-            pixman_image_composite32(op, _colour.get(), _pixels.get(), onto, 0, 0, _left, _top + first, 0, y,
-                                     width, rows);
+            pixman_image_composite32(PIXMAN_OP_SRC, _colour.get(), _image.get(), into, 0, 0, _left,
+                                     _top + first, 0, 0, width, rows);
         } else {
-            pixman_image_composite32(op, _pixels.get(), nullptr, onto, _left, _top + first, 0, 0, 0, y, width,
-                                     rows);
+            pixman_image_composite32(PIXMAN_OP_SRC, _image.get(), nullptr, into, _left, _top + first, 0, 0, 0,
+                                     0, width, rows);
         }
     }
 
 private:
-    static Image colourImage(unsigned int colour) {
+    static Image solid(unsigned int colour) {
         const auto channel = [colour](int shift) {
             return static_cast<std::uint16_t>((colour >> shift & 0xFF) * 0x101);
         };
-        const pixman_color_t solid = {channel(16), channel(8), channel(0), 0xFFFF};
-        return checked(pixman_image_create_solid_fill(&solid));
+        const pixman_color_t opaque = {channel(16), channel(8), channel(0), 0xFFFF};
+        return checked(pixman_image_create_solid_fill(&opaque));
     }
 
     // Folds the area's offset into the transformation, which keeps pixman's 16-bit coordinates small.
     void stretch(const Rect& rect, const Rect& to) {
-        const double scaleX = double(rect.w) / to.w;
-        const double scaleY = double(rect.h) / to.h;
+        const double scaleX = static_cast<double>(rect.w) / to.w;
+        const double scaleY = static_cast<double>(rect.h) / to.h;
         pixman_transform_t transform;
         pixman_transform_init_scale(&transform, pixman_double_to_fixed(scaleX),
                                     pixman_double_to_fixed(scaleY));
@@ -182,48 +182,56 @@ private:
         transform.matrix[1][2] = pixman_double_to_fixed(_top * scaleY);
         _left = 0;
         _top = 0;
-        if (!pixman_image_set_transform(_pixels.get(), &transform) ||
-            !pixman_image_set_filter(_pixels.get(), PIXMAN_FILTER_BILINEAR, nullptr, 0)) {
+        if (!pixman_image_set_transform(_image.get(), &transform) ||
+            !pixman_image_set_filter(_image.get(), PIXMAN_FILTER_BILINEAR, nullptr, 0)) {
             throw std::bad_alloc();
         }
         // Stretched pixels mix with their neighbours in the rectangle, not with those around it.
-        pixman_image_set_repeat(_pixels.get(), PIXMAN_REPEAT_PAD);
+        pixman_image_set_repeat(_image.get(), PIXMAN_REPEAT_PAD);
     }
 
-    Image _pixels;
+    const unsigned char* _pixels;
+    int _pitch;
+    Image _image;  // of _pixels
     Image _colour; // null unless the pixels are coverage
-    bool _opaque = false;
-    bool _stretched = false;
-    int _left = 0; // of the area, from where the pixels would start
-    int _top = 0;
+    bool _opaque;
+    bool _ready;
+    int _left; // of the area, from where the pixels would start
+    int _top;
 };
 
-// Draws through words of its own: pixman has no operation for what is neither opaque nor premultiplied.
-void blendBand(const Canvas& canvas, const Pen& pen, int first, int rows) {
-    const auto width = static_cast<std::size_t>(canvas.width());
-    std::vector<std::uint32_t> words(width * static_cast<std::size_t>(rows));
-    const Image image = imageOf(PIXMAN_a8r8g8b8, canvas.width(), rows, words.data(), canvas.width() * 4);
-    pen.draw(PIXMAN_OP_SRC, image.get(), first, 0, canvas.width(), rows);
-    for (int i = 0; i < rows; ++i) {
-        std::uint32_t* const row = canvas.row(first + i);
-        std::transform(row, row + width, words.data() + static_cast<std::size_t>(i) * width, row, blendWord);
+void drawReady(const Canvas& canvas, const Pen& pen) {
+    for (int row = 0; row < canvas.height(); ++row) {
+        if (pen.isOpaque()) {
+            std::memcpy(canvas.row(row), pen.row(row), canvas.rowWords() * 4);
+        } else {
+            blendWords(canvas.row(row), pen.row(row), canvas.rowWords());
+        }
     }
 }
 
+// pixman stretches and colours; what it has no operation for is to blend over words that are neither opaque
+// nor premultiplied.
 void draw(const Canvas& canvas, const Pen& pen) {
-    const Image onto =
-        imageOf(PIXMAN_a8r8g8b8, canvas.width(), canvas.height(), canvas.row(0), canvas.pitch());
-    if (pen.isOpaque()) {
-        pen.draw(PIXMAN_OP_SRC, onto.get(), 0, 0, canvas.width(), canvas.height());
+    if (pen.isReady()) {
+        drawReady(canvas, pen);
         return;
     }
-    canvas.forEachBand([&](int first, int rows) {
-        if (canvas.isOpaque(first, rows)) {
-            pen.draw(PIXMAN_OP_OVER, onto.get(), first, first, canvas.width(), rows);
-        } else {
-            blendBand(canvas, pen, first, rows);
+    if (pen.isOpaque()) {
+        pen.put(canvas.image().get(), 0, canvas.width(), canvas.height());
+        return;
+    }
+    const int most = std::min(rowsOfBlock(canvas.width(), 32 << 10), canvas.height());
+    std::vector<std::uint32_t> block(canvas.rowWords() * static_cast<std::size_t>(most));
+    const Image image = imageOf(PIXMAN_a8r8g8b8, canvas.width(), most, block.data(), canvas.width() * 4);
+    for (int first = 0; first < canvas.height(); first += most) {
+        const int rows = std::min(most, canvas.height() - first);
+        pen.put(image.get(), first, canvas.width(), rows);
+        for (int row = 0; row < rows; ++row) {
+            blendWords(canvas.row(first + row), &block[canvas.rowWords() * static_cast<std::size_t>(row)],
+                       canvas.rowWords());
         }
-    });
+    }
 }
 
 // For a blit of a surface onto itself.
