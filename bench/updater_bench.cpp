@@ -1,16 +1,19 @@
 // The program as a whole process: how long it takes to start, beside another program that links libcurl, and
-// how much memory an installation takes. This process stays small, because a child's peak counts from its
-// fork.
+// to show its first picture; how often the picture changes while it works; and how much memory it takes. This
+// process stays small, because a child's peak counts from its fork.
 
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <algorithm>
+#include <csignal>
 #include <fstream>
+#include <optional>
 #include <random>
-#include <stdexcept>
+#include <sstream>
 
 #include "tests/support/Subprocess.h"
 #include "tests/support/TempDir.h"
@@ -48,6 +51,87 @@ BENCHMARK(startCurl)
     ->Iterations(50)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
+
+// Starts the program with that configuration, ends it when its log says that the first frame is on the
+// display, and returns its peak resident set in KiB; 0 when that is never said. A process of its own, because
+// the log has to be read as it comes.
+long runToFirstFrame(const std::string& configuration) {
+    int log[2];
+    if (pipe2(log, O_CLOEXEC) != 0) {
+        return 0;
+    }
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(log[1], STDOUT_FILENO);
+        dup2(log[1], STDERR_FILENO);
+        setenv("LUMO_PLATFORM", configuration.c_str(), 1);
+        execl(UPDATER_PROGRAM, UPDATER_PROGRAM, static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    close(log[1]);
+    std::string text;
+    char bytes[4096];
+    bool shown = false;
+    for (ssize_t count = 0; !shown && (count = read(log[0], bytes, sizeof bytes)) > 0;) {
+        text.append(bytes, static_cast<std::size_t>(count));
+        shown = text.find("The first frame is on the display") != std::string::npos;
+    }
+    close(log[0]);
+    kill(child, SIGKILL);
+    rusage usage{};
+    int status = 0;
+    wait4(child, &status, 0, &usage);
+    return shown ? usage.ru_maxrss : 0;
+}
+
+void firstFrame(benchmark::State& state) {
+    const support::TempDir folder;
+    support::writeFile(folder.file("platform.json"),
+                       R"({"device": {"id": "BENCH", "stateDir": ")" + folder.file("state") +
+                           R"("}, "updates": {"server": "http://127.0.0.1:1", "allowUnsigned": true},)" +
+                           R"("log": {"level": 4}})");
+    for (auto _ : state) {
+        const long resident = runToFirstFrame(folder.file("platform.json"));
+        if (resident == 0) {
+            state.SkipWithError("no frame");
+            return;
+        }
+        state.counters["peak_MiB"] = static_cast<double>(resident) / 1024;
+    }
+}
+
+BENCHMARK(firstFrame)
+    ->Name("start/first frame, headless")
+    ->Iterations(30)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+std::vector<std::string> split(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+// Milliseconds between the lines of a log that hold that text; they begin "2024-11-20T09:08:01.123Z".
+std::vector<double> gapsBetween(const std::vector<std::string>& lines, const std::string& text) {
+    std::vector<double> gaps;
+    std::optional<double> last;
+    for (const std::string& line : lines) {
+        if (line.find(text) == std::string::npos || line.size() < 24) {
+            continue;
+        }
+        const double time = std::stod(line.substr(11, 2)) * 3600000 + std::stod(line.substr(14, 2)) * 60000 +
+                            std::stod(line.substr(17, 6)) * 1000;
+        if (last) {
+            gaps.push_back(time - *last);
+        }
+        last = time;
+    }
+    return gaps;
+}
 
 // A file of that many MiB: noise, or words that compress to about a third.
 void writeBlock(const std::string& path, int mebibytes, bool compressible) {
@@ -91,6 +175,49 @@ void installResident(benchmark::State& state, bool compressed) {
         state.counters["peak_MiB"] = static_cast<double>(result.maxResidentKiB) / 1024;
     }
 }
+
+// Installs a package of 256 MiB into flash of that speed (bytes a second, 0: as fast as it goes), and looks
+// in the log how far apart the redraws were.
+void redraws(benchmark::State& state) {
+    const std::string speed = std::to_string(state.range(0));
+    const support::TempDir folder;
+    writeBlock(folder.file("block"), 256, false);
+    run({{LUMO_FIRMWARE_PROGRAM, "create", "--version", "1.0", "--device", "BENCH", "--unsigned", "--block",
+          "kernel=" + folder.file("block") + "@kernel", "-o", folder.file("package.bin")},
+         {},
+         "",
+         600});
+    support::writeFile(folder.file("platform.json"),
+                       R"({"device": {"id": "BENCH", "stateDir": ")" + folder.file("state") +
+                           R"("}, "updates": {"server": "http://127.0.0.1:1", "allowUnsigned": true},)" +
+                           R"("flash": {"kernel": {"file": "flash.img", "size": 268435456)" +
+                           (speed == "0" ? "" : ", \"speed\": " + speed) +
+                           R"(}}, "log": {"level": 5, "file": ")" + folder.file("log") + R"("}})");
+    std::vector<double> gaps;
+    for (auto _ : state) {
+        run({{UPDATER_PROGRAM, "file://" + folder.file("package.bin")},
+             {{"LUMO_PLATFORM", folder.file("platform.json")}},
+             "",
+             300});
+        gaps = gapsBetween(split(support::readFile(folder.file("log"))), " of 1000 are shown");
+    }
+    if (gaps.empty()) {
+        state.SkipWithError("nothing was shown");
+        return;
+    }
+    std::sort(gaps.begin(), gaps.end());
+    state.counters["redraws"] = static_cast<double>(gaps.size() + 1);
+    state.counters["median_gap_ms"] = gaps[gaps.size() / 2];
+    state.counters["largest_gap_ms"] = gaps.back();
+}
+
+BENCHMARK(redraws)
+    ->Name("screen/redraws in 256 MiB")
+    ->Arg(0)
+    ->Arg(64 << 20)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kSecond);
 
 BENCHMARK_CAPTURE(installResident, uncompressed, false)
     ->Arg(4)
