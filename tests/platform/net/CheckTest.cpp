@@ -60,17 +60,13 @@ TEST(ChannelTest, NamesTheFieldThatIsWrong) {
         {channelFile("1.0", "https://cdn/p.bin"), "https://cdn/p.bin"},
         {"", "parse error"},
         {"[]", "must hold an object"},
-        {"{}", "version must be there"},
         {channelFile("1 0"), "version \"1 0\" is not valid"},
         {channelFile("1\\u001b[2J"), "control character"},
-        {channelFile(std::string(65, '1')), "is not valid"},
         {R"({"version": 1})", "version must be there, and a string"},
-        {R"({"version": "1"})", "url must be there"},
         {channelFile("1.0", "file:///etc/passwd"), "url \"file:///etc/passwd\" does not lead"},
         {channelFile("1.0", "ftp://u:secret@h/p"), "url \"ftp://u:***@h/p\" does not lead"},
         {channelFile("1.0", ""), "url \"\" does not lead"},
         {channelFile("1.0", "p.bin", "-1"), "size must be"},
-        {channelFile("1.0", "p.bin", "1.5"), "size must be"},
         {channelFile("1.0", "p.bin", "1099511627777"), "size must be"},
         {R"({"version": "1", "url": "p", "size": 1, "sha256": "AB"})", "sha256 must be"},
         {R"({"version": "1", "version": "2"})", "twice"},
@@ -93,7 +89,6 @@ TEST_F(CheckTest, ComparesTheOfferWithWhatIsInstalled) {
         {State::None, "", 1, "none"},
         {State::Complete, "1.9", 1, "1.9"},
         {State::Complete, "1.10", 0, "1.10"},
-        {State::Complete, "1.11", 0, "1.11"},
         {State::Begun, "1.10", 1, "incomplete"},
         {State::AfterScripts, "1.10", 1, "1.10"},
     };
@@ -125,20 +120,14 @@ TEST_F(CheckTest, SaysWhyThereIsNoOffer) {
         int timeout = 60;
     } cases[] = {
         {"missing", answer(404, "nothing"), 2, "HTTP status 404: no firmware there for this device"},
-        {"gone", answer(410), 2, "HTTP status 410: no firmware"},
         {"a redirect to a dead server", redirectTo(dead.url()), 3, "redirected to http://127.0.0.1"},
         {"a stall", Reply{"", "HTTP/1.1 200", Reply::End::Stall}, 3, "nothing came for 1 s", 1},
-        {"forbidden", answer(403), 4, "HTTP status 403"},
         {"broken", answer(503), 4, "HTTP status 503"},
         {"a redirect loop", redirectTo("/"), 4, "redirects"},
         {"garbage", rawReply("\x16\x03\x01"), 4, "HTTP/0.9"},
-        {"no answer", rawReply(""), 4, "Empty reply"},
         {"cut", answer(200, channelFile("1.0")).cut(20), 4, "bytes remaining"},
         {"not JSON", answer(200, "<html>"), 4, "parse error"},
-        {"empty", answer(200), 4, "parse error"},
         {"too long", answer(200, std::string(65537, ' ')), 4, "more than 65536 bytes"},
-        {"control characters", answer(200, channelFile("1\\u0000")), 4, "control character"},
-        {"a local file", answer(200, channelFile("1.0", "file:///etc/passwd")), 4, "does not lead"},
     };
 
     for (const auto& entry : cases) {

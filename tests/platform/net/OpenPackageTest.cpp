@@ -133,10 +133,7 @@ TEST_F(OpenPackageTest, SaysWhatIsWrongWithAFile) {
     const std::string bytes = packageOf(10'000).build();
     mkfifo(folder.file("pipe").c_str(), 0600);
     fs::create_directory(folder.path() / "dir");
-    writeFile(folder.file("empty"), "");
     writeFile(folder.file("text"), "just text");
-    writeFile(folder.file("cut"), bytes.substr(0, 9000));
-    writeFile(folder.file("long"), bytes + "x");
     writeFile(folder.file("flipped"), bytes.substr(0, 8000) + "x" + bytes.substr(8001));
     writeFile(folder.file("shared"), bytes + "x");
     chmod(folder.file("shared").c_str(), 0666);
@@ -148,13 +145,9 @@ TEST_F(OpenPackageTest, SaysWhatIsWrongWithAFile) {
         std::string says;
     } cases[] = {
         {"missing", 1, "No such file"},
-        {"text/missing", 1, "Not a directory"},
         {"pipe", 1, "not a regular file"},
         {"dir", 1, "not a regular file"},
-        {"empty", 3, "only 0 bytes"},
         {"text", 3, "does not begin as a firmware package"},
-        {"cut", 5, "breaks off at byte 9000 of " + size},
-        {"long", 5, "behind its end at " + size},
         {"flipped", 5, "block rootfs has the SHA-256"},
         {"shared", 5, "behind its end at " + size},
     };

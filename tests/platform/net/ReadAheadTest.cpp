@@ -25,53 +25,36 @@ void fill(std::uint64_t offset, std::span<std::byte> bytes) {
 } // namespace
 
 TEST(ReadAheadTest, PassesOnEveryByteInOrder) {
-    for (const std::uint64_t begin : {std::uint64_t(0), std::uint64_t(4097)}) {
-        for (const std::uint64_t size : {std::uint64_t(0), std::uint64_t(1), window - 1, window, window + 1,
-                                         3 * window, 7 * window + 13}) {
-            ReadAhead reader(fill, begin, begin + size);
-            std::uint64_t offset = begin;
-            bool same = true;
-            for (auto bytes = reader.next(); !bytes.empty(); bytes = reader.next()) {
-                for (const std::byte byte : bytes) {
-                    same = same && byte == byteAt(offset++);
-                }
+    for (const std::uint64_t size : {0 * window, window - 1, window, window + 1, 7 * window + 13}) {
+        constexpr std::uint64_t begin = 4097;
+        ReadAhead reader(fill, begin, begin + size);
+        std::uint64_t offset = begin;
+        bool same = true;
+        for (auto bytes = reader.next(); !bytes.empty(); bytes = reader.next()) {
+            for (const std::byte byte : bytes) {
+                same = same && byte == byteAt(offset++);
             }
-            EXPECT_TRUE(same) << size;
-            EXPECT_EQ(offset, begin + size);
-            EXPECT_TRUE(reader.next().empty());
         }
+        EXPECT_TRUE(same) << size;
+        EXPECT_EQ(offset, begin + size);
+        EXPECT_TRUE(reader.next().empty());
     }
 }
 
 TEST(ReadAheadTest, ThrowsWhereReadingFailed) {
     for (const std::uint64_t bad : {0, 1, 4}) { // the window that cannot be read
-        for (const std::uint64_t size : {window, 6 * window}) {
-            if (bad * window >= size) {
-                continue;
+        const auto failing = [bad](std::uint64_t offset, std::span<std::byte> bytes) {
+            if (offset == bad * window) {
+                throw std::runtime_error("unreadable");
             }
-            ReadAhead reader(
-                [bad](std::uint64_t offset, std::span<std::byte> bytes) {
-                    if (offset == bad * window) {
-                        throw std::runtime_error("unreadable");
-                    }
-                    fill(offset, bytes);
-                },
-                0, size);
-            for (std::uint64_t i = 0; i < bad; ++i) {
-                EXPECT_EQ(reader.next().size(), window);
-            }
-            EXPECT_THROW(reader.next(), std::runtime_error);
-            EXPECT_THROW(reader.next(), std::runtime_error);
+            fill(offset, bytes);
+        };
+        ReadAhead reader(failing, 0, 6 * window);
+        for (std::uint64_t i = 0; i < bad; ++i) {
+            EXPECT_EQ(reader.next().size(), window);
         }
-    }
-}
-
-TEST(ReadAheadTest, MayBeLeftAtAnyTime) {
-    for (int taken = 0; taken < 4; ++taken) {
-        ReadAhead reader(fill, 0, 20 * window);
-        for (int i = 0; i < taken; ++i) {
-            EXPECT_EQ(reader.next()[0], byteAt(static_cast<std::uint64_t>(i) * window));
-        }
+        EXPECT_THROW(reader.next(), std::runtime_error);
+        EXPECT_THROW(reader.next(), std::runtime_error);
     }
 }
 
