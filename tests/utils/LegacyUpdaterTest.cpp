@@ -188,16 +188,6 @@ TEST_F(LegacyUpdaterTest, PrintsEachLineBeforeTheNextStep) {
                     LABEL + "Update is not required.", "sleep(5)", "~STBFirmwareFile()"));
 }
 
-TEST_F(LegacyUpdaterTest, NeverEndsByItselfAfterABrokenFlash) {
-    ASSERT_TRUE(waitAndRebootAreScripted());
-    for (const int updateResult : {4, 5}) {
-        _scenario = {{"update", updateResult}, {"endAfterSleeps", 200}};
-        const ProcessResult result = run({"-r", "http://s/a.bin"});
-        EXPECT_EQ(result.exitCode, 77);
-        EXPECT_THAT(calls(), AllOf(Contains("sleep(1)").Times(200), Not(Contains("~STBFirmwareFile()"))));
-    }
-}
-
 TEST_F(LegacyUpdaterTest, WaitsTheWholeTimeInSpiteOfASignal) {
     ASSERT_TRUE(waitAndRebootAreScripted());
     // sleep answers whole seconds, none when less than one was left.
@@ -206,15 +196,6 @@ TEST_F(LegacyUpdaterTest, WaitsTheWholeTimeInSpiteOfASignal) {
         EXPECT_THAT(run({}).out, EndsWith("Updater: Connect timeout\n"));
         EXPECT_THAT(calls(), Contains("sleep(5)").Times(2));
     }
-}
-
-TEST_F(LegacyUpdaterTest, ReportsWhyAPackageDoesNotOpenOnStandardError) {
-    _scenario = {{"open", 5}};
-    const ProcessResult result = run({"-e", "file:///tmp/%d.bin"});
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.out, "Updater: Starting updater for device 'SCRIPTED' from URL: file:///tmp/%d.bin\n");
-    EXPECT_EQ(result.err, "Updater: WARNING: firmware is broken 'file:///tmp/%d.bin'\n");
-    EXPECT_EQ(callsBetween().back(), "~STBFirmwareFile()");
 }
 
 TEST_F(LegacyUpdaterTest, ExtractsBlocksIntoTheCurrentDirectory) {

