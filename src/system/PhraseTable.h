@@ -116,7 +116,7 @@ private:
 
     void grow();
 
-    std::uint64_t _seeds[2]; // drawn for every table
+    std::uint64_t _seeds[2]{}; // drawn for every table
 
     // A power of two of them, at least half of them empty.
     std::vector<Slot> _slots;

@@ -111,6 +111,8 @@ Result Installer::installIfAlone() {
                  _config.stateDir.c_str());
         return STBFirmwareUpdater::UPDATE_BUSY;
     }
+    // A run that was killed may have put its record in place and not made that durable.
+    syncDirectory(_config.stateDir);
     _before = readInstallRecord(_config.stateDir);
     const std::string& version = _package.manifest().version;
     if (!_force && _before.wouldDowngradeTo(version)) {
