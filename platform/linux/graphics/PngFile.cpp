@@ -17,6 +17,7 @@ namespace lumo {
 namespace {
 
 constexpr int quickCompression = 1;
+constexpr int bestCompression = 9;
 
 struct Failure {
     char text[128] = "";
@@ -36,8 +37,8 @@ void describe(png_structp png, png_infop info, const PngPixels& pixels) {
     const int colours = grey               ? PNG_COLOR_TYPE_GRAY
                         : pixels.keepAlpha ? PNG_COLOR_TYPE_RGBA
                                            : PNG_COLOR_TYPE_RGB;
-    png_set_compression_level(png, quickCompression);
-    png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
+    png_set_compression_level(png, pixels.small ? bestCompression : quickCompression);
+    png_set_filter(png, PNG_FILTER_TYPE_BASE, pixels.small ? PNG_ALL_FILTERS : PNG_FILTER_SUB);
     png_set_IHDR(png, info, static_cast<png_uint_32>(pixels.width), static_cast<png_uint_32>(pixels.height),
                  8, colours, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png, info);
