@@ -9,9 +9,12 @@ FlashPaced::FlashPaced(std::unique_ptr<FlashDevice> flash, std::uint64_t bytesPe
     : _flash(std::move(flash)), _bytesPerSecond(static_cast<double>(bytesPerSecond)) {}
 
 void FlashPaced::take(std::uint64_t bytes) {
+    using std::chrono::steady_clock;
+    // So much may be made good of what its user was late.
+    constexpr std::chrono::milliseconds slack(100);
     const std::chrono::duration<double> span(static_cast<double>(bytes) / _bytesPerSecond);
-    _free = std::max(_free, std::chrono::steady_clock::now()) +
-            std::chrono::duration_cast<std::chrono::steady_clock::duration>(span);
+    _free = std::max(_free, steady_clock::now() - slack) +
+            std::chrono::duration_cast<steady_clock::duration>(span);
     std::this_thread::sleep_until(_free);
 }
 
