@@ -1,7 +1,7 @@
 #include "src/system/LumoStbVersion.h"
 
 std::string LumoStbVersion::getVersion() {
-    return "4.3.15";
+    return LUMO_VERSION;
 }
 
 std::string LumoStbVersion::getVersionDate() {
