@@ -8,6 +8,8 @@ function(lumo_target target)
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Wcast-qual -Wformat=2 -Werror
+    # g++ 12 finds overlaps in std::string that cannot be.
+    $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>
     # Crash reports name frames of every function, on 32-bit ARM too.
     -funwind-tables -fno-omit-frame-pointer -fstack-protector-strong)
   target_compile_definitions(${target} PRIVATE
