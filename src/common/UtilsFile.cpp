@@ -45,9 +45,9 @@ std::string timeAndRandom() {
     return currentSeconds() + "-" + Utils::intToStr(rand());
 }
 
-// Creates or replaces the file; false unless all of it reached the disk.
-bool writeFile(const std::string& path, const std::string& text) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+// how: O_TRUNC replaces a file that is there, O_EXCL leaves it. False unless all of it reached the disk.
+bool writeFile(const std::string& path, const std::string& text, int how) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | how | O_CLOEXEC, 0666);
     if (file < 0) {
         return false;
     }
@@ -63,12 +63,12 @@ void storeId(const std::string& path, const std::string& id) {
 
     if (lstat(path.c_str(), &status) != 0) {
         const std::string fresh = path + "." + timeAndRandom() + ".tmp";
-        if (writeFile(fresh, id + "\n") && rename(fresh.c_str(), path.c_str()) == 0) {
+        if (writeFile(fresh, id + "\n", O_EXCL) && rename(fresh.c_str(), path.c_str()) == 0) {
             return;
         }
         unlink(fresh.c_str());
     }
-    writeFile(path, id + "\n");
+    writeFile(path, id + "\n", O_TRUNC);
 }
 
 } // namespace
@@ -112,13 +112,15 @@ bool Utils::testDirectoryWritable(const std::string& folder) {
         return false;
     }
     const std::string path = folder + (folder.ends_with('/') ? "" : "/") + timeAndRandom() + ".tmp";
-    std::ofstream file(path, std::ios::trunc);
-    if (!file.is_open()) {
+    // A name that somebody else has put there is left alone, a link above all.
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (file < 0) {
         LOG(4, "Cannot write test file for path: %s", folder.c_str());
         return false;
     }
-    file << "test";
-    file.close();
+    // What counts is that it can be made: a full disk makes a folder no less writable.
+    [[maybe_unused]] const ssize_t written = write(file, "test", 4);
+    close(file);
     if (unlink(path.c_str()) != 0) {
         LOG(4, "Cannot unlink test file for path: %s", folder.c_str());
         return false;

@@ -87,7 +87,9 @@ bool encode(std::FILE* file, const PngPixels& pixels, Failure& failure) {
 bool writePngFile(const std::string& path, const PngPixels& pixels) {
     const std::string beside = path + ".part";
     Failure failure;
-    std::FILE* const file = std::fopen(beside.c_str(), "wbe");
+    // What an earlier run left there, or somebody's link to another file.
+    std::remove(beside.c_str());
+    std::FILE* const file = std::fopen(beside.c_str(), "wbxe");
     if (file == nullptr) {
         LUMO_LOG(LogError, "Cannot write %s: %s", beside.c_str(), std::strerror(errno));
         return false;

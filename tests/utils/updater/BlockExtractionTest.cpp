@@ -85,6 +85,19 @@ TEST_F(BlockExtractionTest, GoesOnAfterABlockThatCannotBeSaved) {
     EXPECT_TRUE(fs::exists("/dev/full"));
 }
 
+TEST_F(BlockExtractionTest, WritesThroughNobodysLinkInASharedFolder) {
+    support::writeFile("precious", "keep me");
+    fs::create_directory("shared");
+    fs::permissions("shared", fs::perms::all | fs::perms::sticky_bit);
+    fs::create_symlink("../precious", "shared/linked.bin");
+    support::writeFile("shared/there.bin", "old");
+    add("1", "shared/linked", "a");
+    add("2", "shared/there", "b");
+    extract();
+    EXPECT_EQ(support::readFile("precious"), "keep me");
+    EXPECT_EQ(support::readFile("shared/linked.bin") + support::readFile("shared/there.bin"), "ab");
+}
+
 TEST_F(BlockExtractionTest, LeavesTheBlocksBytesAsTheyAre) {
     // Private memory that was written to, several windows long, beginning and ending within a page.
     std::string bytes(5 * 1024 * 1024 + 4321, '\0');
