@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <stdexcept>
 
 #include "platform/linux/firmware/Throttle.h"
 #include "tests/platform/net/NetTest.h"
@@ -17,7 +16,6 @@ using support::fileReply;
 using support::Request;
 using support::writeFile;
 using testing::Contains;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -53,13 +51,8 @@ protected:
 class ThrowingListener final : public STBFirmwareFile::EventsListener {
 public:
     void onFileOpenProgress(STBFirmwareFile::CurrentOperation, long long, long long, double) override {
-        if (throwsNumber) {
-            throw 42;
-        }
-        throw std::runtime_error("the screen is gone");
+        throw 42;
     }
-
-    bool throwsNumber = false;
 };
 
 } // namespace
@@ -112,20 +105,6 @@ TEST(ThrottleTest, LetsOnlyGrowthThroughAndKeepsTheHundred) {
 
     for (const auto& step : steps) {
         EXPECT_EQ(throttle.step(step.percent), step.reported) << step.percent;
-    }
-}
-
-TEST_F(OpenPackageTest, ReportsATinyPackageAsDoneOnce) {
-    const std::string bytes = writePackage(1);
-    const Opened inPlace = open(path);
-    ASSERT_EQ(inPlace.steps.back().total, bytes.size());
-    chmod(path.c_str(), 0666);
-    for (const Opened& opened : {open(path)}) {
-        std::vector<double> percents;
-        for (const Step& step : opened.steps) {
-            percents.push_back(step.percent);
-        }
-        EXPECT_THAT(percents, ElementsAre(99.9, 100, 100)); // transfer, transfer, check
     }
 }
 
@@ -224,14 +203,11 @@ TEST_F(OpenPackageTest, SurvivesAListenerThatThrows) {
     const std::string bytes = writePackage(100);
     serve([&](const Request& request, std::size_t) { return fileReply(request, bytes); });
     for (const std::string& url : {path, server->url("/p.bin")}) {
-        for (const bool throwsNumber : {false, true}) {
-            ThrowingListener listener;
-            listener.throwsNumber = throwsNumber;
-            STBFirmwareFile file(url, &listener);
-            EXPECT_EQ(file.open(60), 7);
-            EXPECT_THAT(log.takeProblem(), StartsWith("error " + url + ": "));
-            EXPECT_TRUE(file.getBlocks().empty());
-        }
+        ThrowingListener listener;
+        STBFirmwareFile file(url, &listener);
+        EXPECT_EQ(file.open(60), 7);
+        EXPECT_THAT(log.takeProblem(), StartsWith("error " + url + ": "));
+        EXPECT_TRUE(file.getBlocks().empty());
     }
 }
 
