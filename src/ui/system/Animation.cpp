@@ -63,7 +63,11 @@ int Animation::advance(int ms) {
 }
 
 void Animation::notifyWhenCompleted() {
-    if (_handler != nullptr && _remaining < 1) {
-        _handler->onAnimationAction(this);
+    if (_handler == nullptr || _remaining > 0 || _notifying) {
+        return;
     }
+    const auto keepAlive = weak_from_this().lock();
+    _notifying = true;
+    _handler->onAnimationAction(this);
+    _notifying = false;
 }

@@ -18,7 +18,8 @@ enum AnimationType : int {
 // do on any.
 class Animation : public std::enable_shared_from_this<Animation> {
 public:
-    // Told of an animation that has run out. May do to the animation whatever it likes, letting go of it too.
+    // Told of an animation that has run out. May do to the animation whatever it likes, letting go of it too;
+    // is not told again meanwhile.
     class OnAnimationActionHandler {
     public:
         virtual void onAnimationAction(Animation* animation) = 0;
@@ -101,4 +102,5 @@ private:
     float _elapsed = 0.0F;           // milliseconds
     float _duration = 0.0F;          // milliseconds
     std::atomic<int> _remaining = 0; // milliseconds
+    bool _notifying = false;
 };

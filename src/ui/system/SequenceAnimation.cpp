@@ -1,5 +1,6 @@
 #include "src/ui/system/SequenceAnimation.h"
 
+#include <algorithm>
 #include <utility>
 
 void SequenceAnimation::add(std::shared_ptr<Animation> member) {
@@ -29,7 +30,11 @@ int SequenceAnimation::process(int ms) {
 }
 
 int SequenceAnimation::play(int ms) {
-    std::size_t idle = 0; // members of a loop, in a row, that took no time
+    // Turns in a row that took no time and left the queue as long as it was, and how many members it had
+    // before the first of them. Handlers may queue members too, so that even without a loop there is no end
+    // to them.
+    std::size_t idle = 0;
+    std::size_t round = 0;
     while (ms >= 1) {
         if (!_current) {
             if (_animations.empty()) {
@@ -43,6 +48,7 @@ int SequenceAnimation::play(int ms) {
             continue;
         }
         const auto member = _current;
+        const std::size_t queued = _animations.size();
         const int left = member->advance(ms);
         const bool tookTime = left < ms;
         ms = left;
@@ -52,22 +58,24 @@ int SequenceAnimation::play(int ms) {
             }
             return 0;
         }
-        const bool queuedAgain = retireCurrent();
-        idle = tookTime ? 0 : idle + (queuedAgain ? 1 : 0);
-        if (idle > 0 && idle >= _animations.size()) {
-            return 0;
+        retireCurrent();
+        if (tookTime) {
+            idle = 0;
+        } else if (_animations.size() >= queued) {
+            round = idle == 0 ? queued : round;
+            if (++idle >= std::min(round, _animations.size())) {
+                return 0;
+            }
         }
     }
     return 0;
 }
 
-bool SequenceAnimation::retireCurrent() {
+void SequenceAnimation::retireCurrent() {
     const auto member = std::exchange(_current, nullptr);
     _animations.pop_front();
-    if (!_loop || !member->isValid()) {
-        return false;
+    if (_loop && member->isValid()) {
+        member->restore();
+        _animations.push_back(member);
     }
-    member->restore();
-    _animations.push_back(member);
-    return true;
 }

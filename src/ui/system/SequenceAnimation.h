@@ -7,8 +7,8 @@
 
 // Plays animations one after another, each with the time that the one before it left over, and for ever when
 // it loops. Dropped members are left out. It notices that nothing is left to play at the first millisecond it
-// has to spend after its last member, and is complete then. A loop in which no member takes any time ends the
-// call and goes on with the next one.
+// has to spend after its last member, and is complete then. A round in which no member takes any time and
+// none goes ends the call; the next one goes on.
 class SequenceAnimation : public Animation {
 public:
     explicit SequenceAnimation(bool loop) : Animation(AnimationTypeSequence, 1), _loop(loop) {}
@@ -25,8 +25,8 @@ public:
 
 private:
     int play(int ms);
-    // Takes the playing member off the queue and, in a loop, puts it rewound at the end: true then.
-    bool retireCurrent();
+    // Takes the playing member off the queue and, in a loop, puts it rewound at the end.
+    void retireCurrent();
 
     bool _loop;
     std::list<std::shared_ptr<Animation>> _animations; // to be played, the playing one first

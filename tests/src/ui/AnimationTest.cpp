@@ -179,6 +179,18 @@ TEST(SequenceAnimationTest, EndsTheCallWhenALoopTakesNoTime) {
     EXPECT_FALSE(idle->isCompleted());
     EXPECT_EQ(listener.told, 2) << "once for its turn, once as it is rewound";
     sequenceOf(true, {sequenceOf(true, {idle}), delay(0)})->inc(16);
+    // Nor do handlers keep it going.
+    Listener feeder;
+    const auto fed = std::make_shared<SequenceAnimation>(false);
+    feeder.then = [&](Animation* animation) {
+        animation->restore();
+        fed->add(delay(0, &feeder));
+        fed->add(delay(0, &feeder));
+    };
+    fed->add(delay(0, &feeder));
+    fed->inc(16);
+    EXPECT_FALSE(fed->isCompleted());
+    feeder.then = nullptr;
     // Members that take no time do not keep others from taking it.
     const auto last = fade(100);
     sequenceOf(true, {delay(0), delay(0), last})->inc(150);
