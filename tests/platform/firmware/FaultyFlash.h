@@ -14,7 +14,6 @@ namespace lumo {
 struct FlashCall {
     FlashError::Operation operation;
     std::uint64_t offset = 0;
-    std::uint64_t length = 0;
 };
 
 // The calls that came, in their order, and what goes wrong. The test keeps it, and can look at it when the
@@ -43,33 +42,28 @@ public:
     std::uint32_t eraseSize() const override { return _device->eraseSize(); }
 
     void read(std::uint64_t offset, std::span<std::byte> bytes) override {
-        enter({FlashError::Operation::Read, offset, bytes.size()});
-        _device->read(offset, bytes);
+        to({FlashError::Operation::Read, offset}).read(offset, bytes);
     }
 
     void erase(std::uint64_t offset, std::uint64_t length) override {
-        enter({FlashError::Operation::Erase, offset, length});
-        _device->erase(offset, length);
+        to({FlashError::Operation::Erase, offset}).erase(offset, length);
     }
 
     void write(std::uint64_t offset, std::span<const std::byte> bytes) override {
-        enter({FlashError::Operation::Write, offset, bytes.size()});
-        _device->write(offset, bytes);
+        to({FlashError::Operation::Write, offset}).write(offset, bytes);
     }
 
-    void sync() override {
-        enter({FlashError::Operation::Sync});
-        _device->sync();
-    }
+    void sync() override { to({FlashError::Operation::Sync}).sync(); }
 
     void retire(std::uint64_t wornBlock) override { _device->retire(wornBlock); }
 
 private:
-    void enter(const FlashCall& call) {
+    FlashDevice& to(const FlashCall& call) {
         _script.calls.push_back(call);
         if (_script.before) {
             _script.before(call);
         }
+        return *_device;
     }
 
     const std::unique_ptr<FlashDevice> _device;

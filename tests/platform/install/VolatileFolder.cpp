@@ -1,7 +1,6 @@
 #include "tests/platform/install/VolatileFolder.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -29,21 +28,14 @@ VolatileFolder::~VolatileFolder() {
 }
 
 std::string VolatileFolder::nameOf(const std::string& path) const {
-    return path.rfind(_path + "/", 0) == 0 ? path.substr(_path.size() + 1) : "";
+    return path.starts_with(_path + "/") ? path.substr(_path.size() + 1) : "";
 }
 
-void VolatileFolder::apply(const Change& change, std::map<std::string, int>& names) const {
-    for (const auto& [name, file] : change) {
-        names.erase(name);
-        if (file != 0) {
-            names[name] = file;
-        }
+void VolatileFolder::change(const Names& names) {
+    _changes.push_back(names);
+    for (const auto& [name, file] : names) {
+        _names[name] = file;
     }
-}
-
-void VolatileFolder::change(const Change& change) {
-    apply(change, _names);
-    _changes.push_back(change);
 }
 
 bool VolatileFolder::draw() {
@@ -52,88 +44,70 @@ bool VolatileFolder::draw() {
     return !_power.isOff();
 }
 
-bool VolatileFolder::allows(int fd) {
-    return !isOpen(fd) || draw();
-}
-
-bool VolatileFolder::allows(const char* path) {
-    return nameOf(path).empty() || draw();
-}
-
-int VolatileFolder::open(const std::string& path, int flags, int fd) {
+bool VolatileFolder::beginOpen(const std::string& path, int flags) {
     const std::string name = nameOf(path);
-    if (fd >= 0 && path == _path) {
-        _opened[fd] = 0;
-    } else if (fd >= 0 && !name.empty()) {
-        if ((flags & O_CREAT) != 0 && !_names.contains(name)) {
-            const int number = _files.empty() ? 1 : _files.rbegin()->first + 1;
-            _files[number] = {};
-            change({{name, number}});
-        }
-        _opened[fd] = _names.at(name);
+    if (name.empty() || (flags & O_CREAT) == 0) {
+        return true;
     }
-    return fd;
+    if (draw() && _names[name] == 0) {
+        _files.emplace_back();
+        change({{name, static_cast<int>(_files.size()) - 1}});
+    }
+    return !_power.isOff();
 }
 
-void VolatileFolder::write(int fd, const void* bytes, std::size_t length) {
-    if (isOpen(fd)) {
-        _files[_opened[fd]].bytes.append(static_cast<const char*>(bytes), length);
+void VolatileFolder::endOpen(const std::string& path, int fd) {
+    if (fd >= 0 && (path == _path || !nameOf(path).empty())) {
+        _opened[fd] = path == _path ? 0 : _names[nameOf(path)];
     }
 }
 
-void VolatileFolder::fsync(int fd) {
-    if (_opened[fd] != 0) {
-        _files[_opened[fd]].flushed = _files[_opened[fd]].bytes;
-        return;
-    }
-    _flushedNames = _names;
-    _changes.clear();
+bool VolatileFolder::write(int fd, const void* bytes, std::size_t length) {
+    _files.at(static_cast<std::size_t>(_opened.at(fd))).bytes.append(static_cast<const char*>(bytes), length);
+    return draw();
 }
 
-void VolatileFolder::rename(const std::string& from, const std::string& to) {
-    if (!nameOf(from).empty()) {
-        change({{nameOf(to), _names.at(nameOf(from))}, {nameOf(from), 0}});
+bool VolatileFolder::fsync(int fd) {
+    File& file = _files.at(static_cast<std::size_t>(_opened.at(fd)));
+    if (!draw()) {
+        return false;
     }
+    file.flushed = file.bytes;
+    if (_opened.at(fd) == 0) {
+        _flushedNames = _names;
+        _changes.clear();
+    }
+    return true;
 }
 
-void VolatileFolder::unlink(const std::string& path) {
-    if (!nameOf(path).empty()) {
-        change({{nameOf(path), 0}});
+bool VolatileFolder::rename(const std::string& from, const std::string& to) {
+    if (!nameOf(from).empty() && draw()) {
+        change({{nameOf(to), _names[nameOf(from)]}, {nameOf(from), 0}});
+        ::unlink(to.c_str()); // file systems wait for the medium when a file is replaced
     }
-}
-
-std::string VolatileFolder::bytesAfterLoss(const File& file) {
-    switch (_power.dice(file.flushed == file.bytes ? 1 : 4)) {
-    case 1:
-        return "";
-    case 2:
-        return file.bytes.substr(0, _power.dice(static_cast<unsigned>(file.bytes.size()) + 1));
-    case 3:
-        return std::string(file.bytes.size(), '\0');
-    default:
-        return file.bytes;
-    }
+    return !_power.isOff();
 }
 
 void VolatileFolder::losePower() {
-    for (const Change& change : _changes) {
-        if (_power.dice(2) == 0) {
-            apply(change, _flushedNames);
+    for (const Names& names : _changes) {
+        for (const auto& [name, file] : _power.dice(2) == 0 ? names : Names()) {
+            _flushedNames[name] = file;
         }
     }
     _changes.clear();
-    _names = _flushedNames;
     _opened.clear();
-    for (const auto& entry : std::filesystem::directory_iterator(_path)) {
-        std::filesystem::remove(entry.path());
-    }
-    std::map<int, File> left;
+    std::erase_if(_flushedNames, [](const auto& entry) { return entry.second == 0; });
+    _names = _flushedNames;
+    std::filesystem::remove_all(_path);
+    std::filesystem::create_directory(_path);
     for (const auto& [name, number] : _names) {
-        const std::string bytes = bytesAfterLoss(_files[number]);
-        left[number] = {bytes, bytes};
-        support::writeFile(std::filesystem::path(_path) / name, bytes);
+        File& file = _files.at(static_cast<std::size_t>(number));
+        const std::string outcomes[] = {file.bytes, "", file.bytes.substr(0, file.bytes.size() / 2),
+                                        std::string(file.bytes.size(), '\0')};
+        file.bytes = outcomes[file.flushed == file.bytes ? 0 : _power.dice(4)];
+        file.flushed = file.bytes;
+        support::writeFile(std::filesystem::path(_path) / name, file.bytes);
     }
-    _files = left;
 }
 
 } // namespace lumo::tests
@@ -146,7 +120,6 @@ int __real_open64(const char* path, int flags, ...);
 int __real_fsync(int fd);
 int __real_close(int fd);
 int __real_rename(const char* from, const char* to) noexcept;
-int __real_unlink(const char* path) noexcept;
 ssize_t __real_write(int fd, const void* bytes, std::size_t length);
 
 int __wrap_open64(const char* path, int flags, ...) {
@@ -154,58 +127,28 @@ int __wrap_open64(const char* path, int flags, ...) {
     va_start(arguments, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    if (current != nullptr && (flags & O_CREAT) != 0 && !current->allows(path)) {
+    if (current != nullptr && !current->beginOpen(path, flags)) {
         return -1;
     }
     const int fd = __real_open64(path, flags, mode);
-    return current != nullptr ? current->open(path, flags, fd) : fd;
+    if (current != nullptr) {
+        current->endOpen(path, fd);
+    }
+    return fd;
 }
 
 ssize_t __wrap_write(int fd, const void* bytes, std::size_t length) {
-    if (current != nullptr && !current->allows(fd)) {
-        return -1;
-    }
-    const ssize_t count = __real_write(fd, bytes, length);
-    if (current != nullptr && count > 0) {
-        current->write(fd, bytes, static_cast<std::size_t>(count));
-    }
-    return count;
+    const bool ours = current != nullptr && current->isOpen(fd);
+    return ours && !current->write(fd, bytes, length) ? -1 : __real_write(fd, bytes, length);
 }
 
 int __wrap_fsync(int fd) {
-    if (current == nullptr || !current->isOpen(fd)) {
-        return __real_fsync(fd);
-    }
-    if (!current->allows(fd)) {
-        return -1;
-    }
-    current->fsync(fd);
-    return 0;
+    const bool ours = current != nullptr && current->isOpen(fd);
+    return !ours ? __real_fsync(fd) : current->fsync(fd) ? 0 : -1;
 }
 
 int __wrap_rename(const char* from, const char* to) noexcept {
-    if (current != nullptr && !current->allows(from)) {
-        return -1;
-    }
-    if (current != nullptr) {
-        __real_unlink(to); // file systems wait for the medium when a file is replaced
-    }
-    const int result = __real_rename(from, to);
-    if (current != nullptr && result == 0) {
-        current->rename(from, to);
-    }
-    return result;
-}
-
-int __wrap_unlink(const char* path) noexcept {
-    if (current != nullptr && !current->allows(path)) {
-        return -1;
-    }
-    const int result = __real_unlink(path);
-    if (current != nullptr && result == 0) {
-        current->unlink(path);
-    }
-    return result;
+    return current != nullptr && !current->rename(from, to) ? -1 : __real_rename(from, to);
 }
 
 int __wrap_close(int fd) {

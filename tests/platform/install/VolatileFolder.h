@@ -3,6 +3,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/platform/firmware/Power.h"
@@ -12,9 +13,9 @@ namespace lumo::tests {
 // A folder of which a loss of power leaves only what has been flushed: the bytes of a file by fsync() of the
 // file, names by fsync() of the folder. What was not may be there all the same, each for itself.
 //
-// The program that uses it is linked so that its calls of open, write, fsync, rename, unlink and close come
-// through here (CMakeLists.txt). Each call that changes something is one unit of power; without power
-// they fail. One folder at a time.
+// The program that uses it is linked so that its calls of open, write, fsync, rename and close come through
+// here (CMakeLists.txt). Each that changes something is one unit of power; without power they fail. One
+// folder at a time.
 class VolatileFolder {
 public:
     VolatileFolder(std::string path, Power& power);
@@ -25,15 +26,12 @@ public:
     // Leaves in the folder what its medium holds.
     void losePower();
 
-    // The calls; their names are those of the functions.
-    int open(const std::string& path, int flags, int fd);
-    // Whether the call may be carried out; false and errno otherwise.
-    bool allows(int fd);
-    bool allows(const char* path);
-    void write(int fd, const void* bytes, std::size_t length);
-    void fsync(int fd);
-    void rename(const std::string& from, const std::string& to);
-    void unlink(const std::string& path);
+    // The calls. Those that answer bool say whether the power lasts for it; errno is set.
+    bool beginOpen(const std::string& path, int flags);
+    void endOpen(const std::string& path, int fd);
+    bool write(int fd, const void* bytes, std::size_t length);
+    bool fsync(int fd);
+    bool rename(const std::string& from, const std::string& to);
 
     void close(int fd) { _opened.erase(fd); }
 
@@ -45,22 +43,19 @@ private:
         std::optional<std::string> flushed;
     };
 
-    // A name gets a file, or (0) loses it.
-    using Change = std::vector<std::pair<std::string, int>>;
+    using Names = std::map<std::string, int>; // of files, by number; 0: no such name any more
 
     std::string nameOf(const std::string& path) const;
-    void apply(const Change& change, std::map<std::string, int>& names) const;
-    void change(const Change& change);
+    void change(const Names& names);
     bool draw();
-    std::string bytesAfterLoss(const File& file);
 
     const std::string _path;
     Power& _power;
-    std::map<int, File> _files; // by a number that is never used again; 0 is the folder
-    std::map<std::string, int> _names;
-    std::map<std::string, int> _flushedNames;
-    std::vector<Change> _changes; // since the folder was flushed
-    std::map<int, int> _opened;   // descriptors
+    std::vector<File> _files{1}; // the first is the folder itself
+    Names _names;
+    Names _flushedNames;
+    std::vector<Names> _changes; // since the folder was flushed
+    std::map<int, int> _opened;  // file by descriptor
 };
 
 } // namespace lumo::tests
