@@ -21,6 +21,9 @@ public:
     // Waits for the next line; the test's own time limit ends it when there is none. Empty as well when the
     // program has ended.
     std::string line() const;
+
+    pid_t process() const { return _process; }
+
     void send(int signal) const;
     // Waits for its end: its exit code, or the number of the signal that ended it.
     int wait();
