@@ -73,10 +73,10 @@ OpenGlRenderManager::OpenGlRenderManager(int width, int height, Surroundings sur
         int outputWidth = width;
         int outputHeight = height;
         _surroundings.gl->getOutputSize(outputWidth, outputHeight);
-        const std::lock_guard lock(_renderMutex);
-        if (!_contextSize) {
-            updateFrameBufferSize(outputWidth, outputHeight);
-        }
+        // Not the render mutex: the render thread holds it while it makes its programs, and the first screen
+        // is to be recorded meanwhile.
+        const std::lock_guard lock(_swapMutex);
+        _outputSize = {outputWidth, outputHeight};
     } else {
         OPENGL_LOG(1, "There is no OpenGL ES output, nothing will be drawn");
     }

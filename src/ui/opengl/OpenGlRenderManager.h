@@ -13,6 +13,7 @@
 #include <set>
 #include <string>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "inc/private/pthread_helper.h"
@@ -263,6 +264,7 @@ private:
 
     // Guarded by the swap mutex.
     std::unique_ptr<SimpleElementTree> _pendingTree; // published, not taken yet
+    std::optional<std::pair<int, int>> _outputSize;  // width and height, announced and not taken yet
     UIScale _scale;
     float _scrollVelocity = SCROLL_IDLE;
     unsigned int _scrollRequests = 0;
@@ -279,7 +281,7 @@ private:
     // Guarded by the texture queue's mutex.
     std::deque<unsigned int> _textureQueue; // to be deleted
 
-    // Guarded by the render mutex; render thread, but for the sizes, which construction sets too.
+    // Guarded by the render mutex; render thread.
     int _frameBufferWidth;  // output pixels
     int _frameBufferHeight; // output pixels
     float _scaleX = 1.0F;   // output pixels for a UI pixel

@@ -109,6 +109,9 @@ void OpenGlRenderManager::deleteQueuedTextures() {
 bool OpenGlRenderManager::takeTree() {
     std::unique_ptr<SimpleElementTree> old; // deleted after the mutex was given back
     const std::lock_guard lock(_swapMutex);
+    if (const auto size = std::exchange(_outputSize, std::nullopt); size && !_contextSize) {
+        updateFrameBufferSize(size->first, size->second);
+    }
     if (_pendingTree) {
         old = std::exchange(_currentTree, std::move(_pendingTree));
         _redraw = true;
