@@ -340,6 +340,10 @@ bool GlEs20Service::mayDraw() const {
 }
 
 void GlEs20Service::rest(Clock::time_point until) {
+    // An idle renderer has waited by itself: nothing is spent on a wait that is over.
+    if (Clock::now() >= until) {
+        return;
+    }
     std::unique_lock lock(_mutex);
     _changed.wait_until(lock, until, [this] { return _phase != Phase::Running || _ending; });
 }
