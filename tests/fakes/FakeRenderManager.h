@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gmock/gmock.h>
+
 #include "src/ui/system/RenderManagerInterface.h"
 #include "tests/fakes/Journal.h"
 
@@ -38,25 +40,17 @@ public:
         _journal.push_back((usual ? "text at " : "other text at ") + std::to_string(rect.y) + ": " + text);
     }
 
-    void needBlockBitmapCache() override {}
-
-    void applyBlockAnimation(std::shared_ptr<Animation>) override {}
-
-    void applyHiddenBlockAnimation(void*, std::shared_ptr<Animation>) override {}
-
-    void setAnimationEnabled(bool) override {}
-
-    bool isAnimationEnabled() const override { return false; }
-
-    void setScale(const UIScale&) override {}
-
-    UIScale getScale() const override { return {}; }
-
-    void applyBlockScale(const UIRect&, const UIScale&) override {}
-
-    void drawImage(const UIRect&, const UIRect&, std::shared_ptr<Image>) override {}
-
-    std::shared_ptr<Image> makeScreenshot() override { return nullptr; }
+    // Nobody asks for the rest.
+    MOCK_METHOD(void, needBlockBitmapCache, (), (override));
+    MOCK_METHOD(void, applyBlockAnimation, (std::shared_ptr<Animation>), (override));
+    MOCK_METHOD(void, applyHiddenBlockAnimation, (void*, std::shared_ptr<Animation>), (override));
+    MOCK_METHOD(void, setAnimationEnabled, (bool), (override));
+    MOCK_METHOD(bool, isAnimationEnabled, (), (const, override));
+    MOCK_METHOD(void, setScale, (const UIScale&), (override));
+    MOCK_METHOD(UIScale, getScale, (), (const, override));
+    MOCK_METHOD(void, applyBlockScale, (const UIRect&, const UIScale&), (override));
+    MOCK_METHOD(void, drawImage, (const UIRect&, const UIRect&, std::shared_ptr<Image>), (override));
+    MOCK_METHOD(std::shared_ptr<Image>, makeScreenshot, (), (override));
 
 private:
     Journal& _journal;
