@@ -47,7 +47,11 @@ TRITEM number(unsigned long value) {
 }
 
 std::string twoDigits(unsigned long value) {
-    return (value < 10 ? "0" : "") + std::to_string(value);
+    std::string text = std::to_string(value);
+    if (value < 10) {
+        text.insert(text.begin(), '0');
+    }
+    return text;
 }
 
 } // namespace

@@ -23,8 +23,8 @@ void expectParsed(const Case& expected, const std::string& text) {
     const auto report = [&](LegacyParser::Warning warning, int line, const std::string& phrase,
                             const std::string& translation) {
         const char* names[] = {"missing", "duplicate phrase", "duplicate translation"};
-        warnings.push_back(names[static_cast<int>(warning)] + (" " + std::to_string(line)) + " " + phrase +
-                           (translation.empty() ? "" : " => " + translation));
+        warnings.push_back(names[static_cast<int>(warning)] + std::string(" ") + std::to_string(line) + " " +
+                           phrase + (translation.empty() ? "" : " => " + translation));
     };
     const PhraseTable table = LegacyParser(report).parse(text);
     EXPECT_EQ(table.size(), expected.phrases.size()) << expected.name;
