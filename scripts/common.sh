@@ -6,10 +6,17 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 jobs=$(nproc)
 export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
 
+# What is made once and kept for every clone: sysroots and the roots of virtual machines.
+# shellcheck disable=SC2034 # used by the scripts that source this
+cache=${XDG_CACHE_HOME:-$HOME/.cache}/lumo
+
 # Installs what is missing of packaging/apt-packages.txt; asks nothing.
-install_packages() {
+install_packages() { install_list apt-packages.txt; }
+
+# install_list NAME: the same for a list in packaging/.
+install_list() {
     local wanted missing=() package sudo=()
-    mapfile -t wanted < <(grep -v '^#' "$root/packaging/apt-packages.txt")
+    mapfile -t wanted < <(grep -v '^#' "$root/packaging/$1")
     for package in "${wanted[@]}"; do
         # shellcheck disable=SC2016 # the dollar is dpkg-query's
         if [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" != installed ]; then
@@ -22,6 +29,19 @@ install_packages() {
     "${sudo[@]}" apt-get -qq update
     "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq install -y --no-install-recommends "${missing[@]}" \
         >/dev/null
+}
+
+# debian_root ARCH DIR PACKAGE...: unpacks Debian 12 packages and all they need for ARCH into DIR. No maintainer script
+# runs, and the architectures of this machine's dpkg stay as they are.
+debian_root() {
+    local arch=$1 dir=$2 packages mirror
+    shift 2
+    packages=$(IFS=,; echo "$*")
+    # shellcheck disable=SC2016 # the dollar is apt's
+    mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Codename: bookworm' 'Created-By: Packages' | head -n 1)
+    nice -n 10 mmdebstrap --quiet --arch="$arch" --variant=extract --components=main \
+        --aptopt='APT::Install-Recommends "false"' --include="$packages" bookworm "$dir" \
+        "${mirror:-http://deb.debian.org/debian}"
 }
 
 # build PRESET [TARGET...]: configures and builds build/PRESET; prints little unless it fails.
