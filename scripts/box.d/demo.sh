@@ -1,0 +1,96 @@
+# The story of an update, on the box: two of them, in Russian and in English. Sourced by scripts/box.
+# shellcheck shell=bash
+# shellcheck source=scripts/box.d/world.sh
+
+demo_bad_blocks=(9 40 41 75 263)
+
+# life NUMBER LANGUAGE OPTIONS VERSION: one power-on of the box, whose flash must hold VERSION unless that is empty. Sets
+# $life_status.
+life() {
+    local number=$1 language=$2 options=$3 held=$4 share=$out/life-$1 status=0 watcher
+    mkdir -p "$share" "$out/screens/$number-$language"
+    : >"$share/nand.img"
+    {
+        echo "language=$language"
+        echo "options='$options'"
+        echo "kernel_hash='${held:+$(sha256sum <"$out/blocks/kernel-$held.img" | cut -c1-64)}'"
+        echo "rootfs_hash='${held:+$(sha256sum <"$out/blocks/rootfs-$held.img" | cut -c1-64)}'"
+        [ -z "$held" ] || echo "kernel_size=$(stat -c %s "$out/blocks/kernel-$held.img")"
+        [ -z "$held" ] || echo "rootfs_size=$(stat -c %s "$out/blocks/rootfs-$held.img")"
+    } >"$share/settings"
+    [ -z "$held" ] || cp "$out/nand-kernel.img" "$share/"
+    watch_screen "$share" "$out/screens/$number-$language" &
+    watcher=$!
+    box_limit=900 power_on "$share" demo.sh >"$share/console.txt" 2>&1 || status=$?
+    kill "$watcher" 2>/dev/null || true
+    wait "$watcher" 2>/dev/null || true
+    develop_pictures "$out/screens/$number-$language"
+    sed 's/^/    /' "$share/console.txt"
+    rm -f "$share/initrd"
+    life_status=$status
+}
+
+# The flash must hold what the package said, and the machine must have made a reboot of itself.
+expect_installed() {
+    local version=$2 share=$out/life-$1
+    # Without a status: nothing in it came to an end by itself.
+    if [ "$life_status" != 125 ] || ! grep -q 'reboot: Restarting system' "$share/console.txt"; then
+        fail "life $1 did not end with a reboot"
+    fi
+    grep -q 'Update finished, result: Update was successfully installed' "$share/console.txt" ||
+        fail "life $1 did not install"
+    nand_contents "$share/nand.img" "${demo_bad_blocks[@]}" >"$out/nand-kernel.img"
+    compare_hash "kernel in NAND" "$out/nand-kernel.img" 0 "$out/blocks/kernel-$version.img"
+    compare_hash "rootfs in eMMC" "$out/emmc.img" 134217728 "$out/blocks/rootfs-$version.img"
+    echo "    LEDs:"
+    sed 's/^/        /' "$share/leds.txt"
+    grep -q 'power=timer status=timer' "$share/leds.txt" || fail "the LEDs did not blink"
+}
+
+compare_hash() {
+    local what=$1 image=$2 offset=$3 block=$4 size ours theirs
+    size=$(stat -c %s "$block")
+    ours=$(sha256sum <"$block" | cut -c1-64)
+    theirs=$(dd if="$image" bs=1M iflag=skip_bytes,count_bytes skip="$offset" count="$size" status=none | sha256sum |
+        cut -c1-64)
+    echo "    $what: $theirs" | tee -a "$out/hashes.txt"
+    echo "    package:        $ours" | tee -a "$out/hashes.txt"
+    [ "$ours" = "$theirs" ] || fail "$what differs from the package"
+}
+
+box_demo() {
+    echo "== firmware, server and box"
+    make_box
+    make_firmware 2.0
+    echo "== first life: 2.0 is installed, in Russian"
+    life 1 ru -r ''
+    expect_installed 1 2.0
+    echo "== second life: 2.1 is installed, in English"
+    make_firmware 2.1
+    life 2 en -r 2.0
+    expect_installed 2 2.1
+    echo "== third life: nothing left to do"
+    life 3 en '' 2.1
+    if [ "$life_status" != 0 ] || ! grep -q 'Update not needed' "$out/life-3/console.txt"; then
+        fail "the third life found something to do"
+    fi
+    rm -f "$out"/life-*/nand.img "$out"/nand-kernel.img
+    echo
+    echo "Done. Pictures of the screen are in box-output/screens, consoles and LEDs in box-output/life-N."
+}
+
+# Figures for docs/performance.md.
+box_cost() {
+    make_box
+    make_firmware 2.0
+    mkdir -p "$out/share"
+    box_limit=1200 power_on "$out/share" cost.sh
+}
+
+# A box for a person, who leaves it with exit. The server has firmware for it.
+box_shell() {
+    make_box
+    make_firmware 2.0
+    mkdir -p "$out/share"
+    box_limit=infinity box_input=/dev/stdin power_on "$out/share" shell.sh
+}
