@@ -38,6 +38,7 @@ void SimulatedChip::fill(const std::string& bytes) {
             continue;
         }
         blocks[number] = bytes.substr(at, eraseSize);
+        blocks[number].resize(eraseSize, '\xFF');
         at += eraseSize;
         for (std::uint64_t page = 0; isNand() && page < eraseSize / pageSize; ++page) {
             writtenPages.insert(number * (eraseSize / pageSize) + page);
