@@ -77,6 +77,7 @@ CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
     va_list values;
     va_start(values, option);
     CURLcode result = CURLE_UNKNOWN_OPTION;
+    // NOLINTNEXTLINE(bugprone-branch-clone): two of the types are the same on some machines
     if (option < CURLOPTTYPE_OBJECTPOINT) {
         result = found(handle, option, va_arg(values, long));
     } else if (option >= CURLOPTTYPE_OFF_T && option < CURLOPTTYPE_BLOB) {

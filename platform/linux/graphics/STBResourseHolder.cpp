@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <memory>
+#include <utility>
 
 #include "platform/linux/device/Device.h"
 #include "platform/linux/device/Log.h"
@@ -21,18 +22,14 @@ namespace {
 // Everything that a display brings with it, from initialize() to uninitialize().
 class Screen {
 public:
-    explicit Screen(const DisplayConfig& config)
-        : _glEs20(makeOutput(config), makeKeeper(config)), _graphics(&_glEs20), _display(_glEs20) {}
+    Screen(std::unique_ptr<Output> output, std::unique_ptr<FrameKeeper> keeper)
+        : _glEs20(std::move(output), std::move(keeper)), _graphics(&_glEs20), _display(_glEs20) {}
 
     STBDisplay& display() { return _display; }
 
     STBGraphicsInterface& graphics() { return _graphics; }
 
 private:
-    static std::unique_ptr<FrameKeeper> makeKeeper(const DisplayConfig& config) {
-        return config.frames.empty() ? nullptr : std::make_unique<FrameKeeper>(config.frames);
-    }
-
     GlEs20Service _glEs20;
     GraphicsService _graphics;
     Display _display;
@@ -46,7 +43,11 @@ std::unique_ptr<Screen>& screen() {
 
 bool bringUpScreen(const DisplayConfig& config) {
     try {
-        screen() = std::make_unique<Screen>(config);
+        std::unique_ptr<FrameKeeper> keeper;
+        if (!config.frames.empty()) {
+            keeper = std::make_unique<FrameKeeper>(config.frames);
+        }
+        screen() = std::make_unique<Screen>(makeOutput(config), std::move(keeper));
         return true;
     } catch (const std::exception& error) {
         LUMO_LOG(LogError, "No display: %s", error.what());
