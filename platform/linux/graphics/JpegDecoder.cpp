@@ -56,6 +56,8 @@ private:
         char text[JMSG_LENGTH_MAX];
     };
 
+    // NOLINTBEGIN(cert-err52-cpp): the library knows no other way out.
+
     static void failed(j_common_ptr jpeg) {
         auto* const errors = reinterpret_cast<Errors*>(jpeg->err);
         jpeg->err->format_message(jpeg, errors->text);
@@ -131,6 +133,8 @@ private:
         jpeg_finish_decompress(&_jpeg);
         return true;
     }
+
+    // NOLINTEND(cert-err52-cpp)
 
     // Four inks to colours. Files by the usual program hold them inverted, and say that they are by it.
     void convertInks(std::vector<unsigned char>& row) const {

@@ -193,7 +193,8 @@ void RenderManager::drawTextLine(const UIRect& rect, unsigned int colour, unsign
 }
 
 void RenderManager::drawText(int x, int y, unsigned int colour, unsigned int outlineColour,
-                             std::shared_ptr<TTF_Font> font, const UIRect& clip, const std::string& text) {
+                             const std::shared_ptr<TTF_Font>& font, const UIRect& clip,
+                             const std::string& text) {
     STBGraphicsInterface* const graphics = STBResourseHolder::getSTBGraphics();
     if (graphics == nullptr) {
         LOG_ERROR("Can't obtain graphics interface");

@@ -59,7 +59,7 @@ public:
     // Draws text from the pen position x, y on, the top of the line, up to the first glyph that would pass
     // the right edge of clip; nothing when the text is not valid UTF-8.
     void drawText(int x, int y, unsigned int colour, unsigned int outlineColour,
-                  std::shared_ptr<TTF_Font> font, const UIRect& clip, const std::string& text);
+                  const std::shared_ptr<TTF_Font>& font, const UIRect& clip, const std::string& text);
 
 private:
     STBSurfaceInterface* target() const;
