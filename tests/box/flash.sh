@@ -21,6 +21,6 @@ box_flash() {
         sha256sum <$name.img | cut -c1-64 >share/$name.sum
     done
     echo "size=$block" >share/settings
-    box_boot amd64 "$box_folder" "$out/empty" "$out/share" flash.sh | tee console.txt ||
+    box_limit=1800 box_boot amd64 "$box_folder" "$out/empty" "$out/share" flash.sh | tee console.txt ||
         fail "see above, and box-output/console.txt"
 }
