@@ -15,13 +15,12 @@ Animation* SequenceAnimation::get() {
 
 int SequenceAnimation::process(int ms) {
     // Reached from its own member, or from a handler: the time belongs to the outer call.
-    if (_processing) {
+    if (_processing.exchange(true)) {
         return 0;
     }
-    _processing = true;
 
     struct Reset {
-        bool& flag;
+        std::atomic<bool>& flag;
 
         ~Reset() { flag = false; }
     } const reset{_processing};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <list>
 #include <memory>
 
@@ -31,5 +32,5 @@ private:
     bool _loop;
     std::list<std::shared_ptr<Animation>> _animations; // to be played, the playing one first
     std::shared_ptr<Animation> _current;               // the playing one, empty between members
-    bool _processing = false;
+    std::atomic<bool> _processing = false;
 };
