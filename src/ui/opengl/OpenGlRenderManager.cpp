@@ -157,6 +157,7 @@ void OpenGlRenderManager::onStopRendering() {
     for (const GLuint id : std::exchange(_liveTextures, {})) {
         glDeleteTextures(1, &id);
     }
+    _imageTextures.clear();
     // The fast image program is left to die with its context.
     for (ShaderProgram* program : {&_fillProgram, &_imageProgram, &_glyphProgram}) {
         glDeleteProgram(std::exchange(*program, {}).id);

@@ -299,8 +299,10 @@ private:
     bool _compositorShown = false;
 
     // Render thread only.
-    std::set<unsigned int> _liveTextures; // made by this manager, in the live context
-    bool _timed = false;                  // there was a frame before this one
+    std::set<unsigned int> _liveTextures;                        // made by this manager, in the live context
+    std::map<unsigned int, std::weak_ptr<Image>> _imageTextures; // those of them that belong to images
+    bool _treeTaken = false;                                     // since these were last looked through
+    bool _timed = false;                                         // there was a frame before this one
     NSTime _lastFrame;
     std::int64_t _restMicroseconds = 0;
     std::optional<NSTime> _lastReport;

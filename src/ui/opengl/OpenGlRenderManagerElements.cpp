@@ -52,6 +52,9 @@ void OpenGlRenderManager::drawElement(SimpleElement& element, int milliseconds) 
             return;
         }
         _liveTextures.insert(texture);
+        if (element.image) {
+            _imageTextures.try_emplace(texture, element.image);
+        }
         glBindTexture(GL_TEXTURE_2D, texture);
         advanceSprite(element, textureCoords, milliseconds);
     }

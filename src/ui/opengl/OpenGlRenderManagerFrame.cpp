@@ -98,7 +98,16 @@ void OpenGlRenderManager::deleteQueuedTextures() {
         const std::lock_guard lock(_textureQueueMutex);
         queue.swap(_textureQueue);
     }
+    // Images forget their textures. They go away with the trees that showed them.
+    if (std::exchange(_treeTaken, false)) {
+        for (const auto& [id, image] : _imageTextures) {
+            if (image.expired()) {
+                queue.push_back(id);
+            }
+        }
+    }
     for (const GLuint id : queue) {
+        _imageTextures.erase(id);
         if (_liveTextures.erase(id) != 0) {
             glDeleteTextures(1, &id);
         }
@@ -114,6 +123,7 @@ bool OpenGlRenderManager::takeTree() {
     }
     if (_pendingTree) {
         old = std::exchange(_currentTree, std::move(_pendingTree));
+        _treeTaken = true;
         _redraw = true;
     } else if (_redraw || (_screenshotRequested && !_screenshotCaptured)) {
         _redraw = _debug; // the tree is drawn once more; with debug, again and again
