@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <set>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -17,7 +18,9 @@ struct Array {
 
 Array arrays[8];
 std::set<GLuint> textures;
+constexpr GLsizei LARGEST_TEXTURE = 4096;
 GLuint lastName = 0;
+GLenum error = GL_NO_ERROR;
 volatile float seen; // keeps reads from being left out
 
 void require(bool condition) {
@@ -76,11 +79,11 @@ void glVertexAttrib4f(GLuint, GLfloat, GLfloat, GLfloat, GLfloat) {}
 void glViewport(GLint, GLint, GLsizei, GLsizei) {}
 
 GLenum glGetError() {
-    return GL_NO_ERROR;
+    return std::exchange(error, GL_NO_ERROR);
 }
 
 void glGetIntegerv(GLenum, GLint* value) {
-    *value = 4096;
+    *value = LARGEST_TEXTURE;
 }
 
 GLuint glCreateProgram() {
@@ -121,7 +124,10 @@ void glDeleteTextures(GLsizei count, const GLuint* names) {
 
 void glTexImage2D(GLenum, GLint, GLint, GLsizei width, GLsizei height, GLint, GLenum format, GLenum,
                   const void* pixels) {
-    require(width >= 0 && height >= 0);
+    if (width < 0 || height < 0 || width > LARGEST_TEXTURE || height > LARGEST_TEXTURE) {
+        error = GL_INVALID_VALUE;
+        return;
+    }
     const auto* bytes = static_cast<const unsigned char*>(pixels);
     const long size = static_cast<long>(width) * height * (format == GL_ALPHA ? 1 : 4);
     for (long i = 0; bytes != nullptr && i < size; i += 64) {

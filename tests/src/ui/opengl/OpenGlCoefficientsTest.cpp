@@ -30,71 +30,46 @@ struct Counter final : Animation::OnAnimationActionHandler {
 
 // What becomes of a square at the start of each animation, in its middle and at its end.
 TEST_F(OpenGlCoefficientsTest, AppliesEveryKindOfAnimation) {
-    struct Case {
-        std::string name;
-        std::shared_ptr<Animation> animation; // of 100 ms
-        UIRect start, middle, end;
-        int alpha = 255; // in the middle
-    };
-
-    const auto sequence = std::make_shared<SequenceAnimation>(false);
-    sequence->add(std::make_shared<ZoomAnimation_ConstantSpeed>(1, 3, 1, 3, 100, 60, 100));
-    const auto nested = std::make_shared<SequenceAnimation>(true);
-    nested->add(sequence);
-    const std::vector<Case> cases{
-        {"delay", std::make_shared<DelayAnimation>(100), square, square, square},
-        {"alpha", std::make_shared<AlphaAnimation>(0.F, 1.F, 100), {}, square, square, 128},
-        {"move",
-         std::make_shared<RelativeMoveAnimation>(0.F, 0.F, 40.F, 20.F, 100),
-         square,
-         {120, 70, 20, 20},
-         {140, 80, 20, 20}},
-        {"constant move",
-         std::make_shared<RelativeMoveAnimation_ConstantSpeed>(-8.F, 0.F, 0.F, -20.F, 100),
-         {92, 60, 20, 20},
-         {96, 50, 20, 20},
-         {100, 40, 20, 20}},
-        {"zoom",
-         std::make_shared<ZoomAnimation>(1.F, 3.F, 1.F, 0.F, 100.F, 60.F, 100),
-         square,
-         {100, 60, 40, 10},
-         {}},
-        {"constant zoom",
-         std::make_shared<ZoomAnimation_ConstantSpeed>(1.F, 3.F, 1.F, 2.F, 120.F, 80.F, 100),
-         square,
-         {80, 50, 40, 30},
-         {60, 40, 60, 40}},
-        {"scale",
-         std::make_shared<ScaleAnimation>(UIScale(1.F), UIScale(3.F), square, 100),
-         square,
-         {90, 50, 40, 40},
-         {80, 40, 60, 60}},
-        {"scale by a corner",
-         std::make_shared<ScaleAnimation>(UIScale(1.F, 1.F, 0.F, 1.F), UIScale(3.F, 1.F, 0.F, 1.F), square,
-                                          100),
-         square,
-         {100, 60, 40, 20},
-         {100, 60, 60, 20}},
-        {"sequence", nested, square, {100, 60, 40, 40}, square}, // over, it changes nothing
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    const auto check = [&](std::shared_ptr<Animation> animation, UIRect start, UIRect middle, UIRect end,
+                           int alpha = 255) {
+        SCOPED_TRACE(middle.dump());
         Counter handler;
-        c.animation->setOnActionHandler(&handler);
-        animate(c.animation);
-        EXPECT_EQ(drawn(), c.start);
+        animation->setOnActionHandler(&handler);
+        animate(animation);
+        EXPECT_EQ(drawn(), start);
         EXPECT_EQ(frame(50), 0);
-        EXPECT_EQ(drawn(), c.middle);
-        EXPECT_NEAR(static_cast<int>(gl->pixel(c.middle.x, c.middle.y) >> 24), c.alpha, 1);
+        EXPECT_EQ(drawn(), middle);
+        EXPECT_NEAR(static_cast<int>(gl->pixel(middle.x, middle.y) >> 24), alpha, 1);
         EXPECT_EQ(handler.count, 0);
         EXPECT_EQ(frame(50), 0);
-        EXPECT_EQ(drawn(), c.end);
-        if (c.animation->getType() != AnimationTypeSequence) {
+        EXPECT_EQ(drawn(), end);
+        if (animation->getType() != AnimationTypeSequence) {
             EXPECT_EQ(frame(50), OpenGlRenderManager::FrameSkipped) << "nothing moves any more";
             show([] {});
             EXPECT_EQ(handler.count, 1) << "the end is told once";
         }
-    }
+    };
+    constexpr int ms = 100;
+    check(std::make_shared<DelayAnimation>(ms), square, square, square);
+    check(std::make_shared<AlphaAnimation>(0.F, 1.F, ms), UIRect(), square, square, 128);
+    check(std::make_shared<RelativeMoveAnimation>(0.F, 0.F, 40.F, 20.F, ms), square, UIRect(120, 70, 20, 20),
+          UIRect(140, 80, 20, 20));
+    check(std::make_shared<RelativeMoveAnimation_ConstantSpeed>(-8.F, 0.F, 0.F, -20.F, ms),
+          UIRect(92, 60, 20, 20), UIRect(96, 50, 20, 20), UIRect(100, 40, 20, 20));
+    check(std::make_shared<ZoomAnimation>(1.F, 3.F, 1.F, 0.F, 100.F, 60.F, ms), square,
+          UIRect(100, 60, 40, 10), UIRect());
+    check(std::make_shared<ZoomAnimation_ConstantSpeed>(1.F, 3.F, 1.F, 2.F, 120.F, 80.F, ms), square,
+          UIRect(80, 50, 40, 30), UIRect(60, 40, 60, 40));
+    check(std::make_shared<ScaleAnimation>(UIScale(1.F), UIScale(3.F), square, ms), square,
+          UIRect(90, 50, 40, 40), UIRect(80, 40, 60, 60));
+    const UIScale corner(1.F, 1.F, 0.F, 1.F);
+    check(std::make_shared<ScaleAnimation>(corner, UIScale(3.F, 1.F, 0.F, 1.F), square, ms), square,
+          UIRect(100, 60, 40, 20), UIRect(100, 60, 60, 20));
+    const auto sequence = std::make_shared<SequenceAnimation>(false);
+    sequence->add(std::make_shared<ZoomAnimation_ConstantSpeed>(1.F, 3.F, 1.F, 3.F, 100.F, 60.F, ms));
+    const auto nested = std::make_shared<SequenceAnimation>(true);
+    nested->add(sequence);
+    check(nested, square, UIRect(100, 60, 40, 40), square); // over, it changes nothing
 }
 
 TEST_F(OpenGlCoefficientsTest, LeavesAloneWhatIsPausedDroppedOrOff) {
