@@ -228,6 +228,7 @@ struct Factory : WindowCompositorFactory {
 };
 
 TEST_F(OpenGlFrameTest, DrawsACompositorBeneathTheScreen) {
+    journal.clear();
     auto* factory = new Factory;
     OpenGlRenderManager::setWindowCompositorFactory(factory);
     OpenGlRenderManager::setWindowCompositorFactory(factory); // the same stays
