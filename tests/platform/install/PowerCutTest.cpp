@@ -8,6 +8,13 @@ namespace lumo::tests {
 
 namespace {
 
+// Sanitizers are slow; a prime number meets every place in a page and a block all the same.
+#ifdef LUMO_SANITIZED
+constexpr std::uint64_t CUT_STEP = 7;
+#else
+constexpr std::uint64_t CUT_STEP = 1;
+#endif
+
 // The plug is pulled while a package is installed, and whatever is left then, the next run without options
 // ends with exactly the package's bytes and says so.
 class PowerCutTest : public InstallTest {
@@ -68,7 +75,7 @@ protected:
     }
 
     void cutAnywhere() {
-        for (std::uint64_t cut = 0;; ++cut) {
+        for (std::uint64_t cut = 0;; cut += CUT_STEP) {
             SCOPED_TRACE("cut after " + std::to_string(cut));
             reset();
             if (installWith(cut) || HasFailure()) {
@@ -76,7 +83,7 @@ protected:
             }
             expectHonestRecord();
             expectNextRunMends();
-            cuts = cut + 1;
+            ++cuts;
         }
         EXPECT_TRUE(holdsPackage());
         std::printf("%llu cuts, nothing lost\n", static_cast<unsigned long long>(cuts));
@@ -100,7 +107,7 @@ TEST_P(PowerCutKindTest, AtAnyByteOfASmallInstallation) {
     use(kind(), 256, 64);
     useImages(256, 4.5, 2.25);
     cutAnywhere();
-    EXPECT_GT(cuts, 1400u);
+    EXPECT_GT(cuts, 1400u / CUT_STEP);
 }
 
 // How many: LUMO_CUTS. A run may be cut short more than once, by the power or by a signal; a signal leaves
