@@ -1,9 +1,8 @@
 #include "src/ui/opengl/TextLineSurface.h"
 
-#include <GLES2/gl2.h>
-
 #include "src/ui/opengl/OpenGlLog.h"
 #include "src/ui/opengl/OpenGlRenderManager.h"
+#include "src/ui/system/GlTexture.h"
 #include "src/ui/system/TTF_Font.h"
 
 bool TextLineSource::operator==(const TextLineSource& other) const {
@@ -33,20 +32,10 @@ unsigned int TextLineSurface::getTexture(int context) {
     if (!_pixels) {
         return 0;
     }
-    GLuint texture = 0;
-    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
-    glActiveTexture(GL_TEXTURE0);
-    glGenTextures(1, &texture);
-    glBindTexture(GL_TEXTURE_2D, texture);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    glGetError();
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_ALPHA, _width, _height, 0, GL_ALPHA, GL_UNSIGNED_BYTE, _pixels.get());
-    if (glGetError() != GL_NO_ERROR) {
+    GLenum error = GL_NO_ERROR;
+    const GLuint texture = makeTexture(GL_ALPHA, 1, _width, _height, _pixels.get(), error);
+    if (texture == 0) {
         OPENGL_LOG(1, "Failed to load bitmap to texture");
-        glDeleteTextures(1, &texture);
         return 0;
     }
     // One of an earlier context died with that context.

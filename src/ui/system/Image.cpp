@@ -1,7 +1,5 @@
 #include "src/ui/system/Image.h"
 
-#include <GLES2/gl2.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -14,6 +12,7 @@
 #include "platform/STBLogger.h"
 #include "platform/STBResourseHolder.h"
 #include "platform/STBSurfaceInterface.h"
+#include "src/ui/system/GlTexture.h"
 
 #define LOG(level, ...) STBLogger_log(this, "Image", level, __LINE__, "src/ui/system/Image", __VA_ARGS__)
 
@@ -26,7 +25,7 @@ struct TextureFormat {
     int bytesPerPixel;
 };
 
-// What OpenGL ES is told of a bitmap; a layout it cannot have becomes a format that it refuses.
+// What OpenGL ES is told of a bitmap; one that it cannot have has no bytes.
 TextureFormat textureFormat(int pixelFormat) {
     switch (pixelFormat) {
     case STB_PIXEL_RGBA8888:
@@ -61,28 +60,22 @@ std::vector<unsigned char> copyRows(const STBBitmap& bitmap, const UIRect& src, 
     return rows;
 }
 
-// Sizes that the driver refuses are left to it, without pixels.
-bool fitsTexture(const UIRect& src) {
-    GLint most = 0;
-    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &most);
-    return src.w > 0 && src.h > 0 && src.w <= most && src.h <= most;
-}
-
-void upload(const STBBitmap& bitmap, const UIRect& src, TextureFormat texture) {
-    const auto send = [&](int width, int height, const void* pixels) {
-        glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(texture.format), width, height, 0, texture.format,
-                     GL_UNSIGNED_BYTE, pixels);
-    };
-    if (texture.bytesPerPixel == 0 || !fitsTexture(src)) {
-        send(src.w, src.h, nullptr);
-        return;
+// The texture of that part of the bitmap; 0 and why where there can be none.
+GLuint upload(const STBBitmap& bitmap, const UIRect& src, TextureFormat texture, GLenum& error) {
+    if (texture.bytesPerPixel == 0) {
+        error = GL_INVALID_ENUM;
+        return 0;
     }
     // Width against height is on purpose: only square pictures go up without a copy.
     if (src.x == 0 && src.y == 0 && src.w == bitmap.getHeight() && src.h == bitmap.getWidth()) {
-        send(bitmap.getWidth(), bitmap.getHeight(), bitmap.getMemoryPtr());
-        return;
+        return makeTexture(texture.format, texture.bytesPerPixel, bitmap.getWidth(), bitmap.getHeight(),
+                           bitmap.getMemoryPtr(), error);
     }
-    send(src.w, src.h, copyRows(bitmap, src, texture.bytesPerPixel).data());
+    std::vector<unsigned char> rows;
+    if (fitsTexture(src.w, src.h)) {
+        rows = copyRows(bitmap, src, texture.bytesPerPixel);
+    }
+    return makeTexture(texture.format, texture.bytesPerPixel, src.w, src.h, rows.data(), error);
 }
 
 } // namespace
@@ -177,22 +170,10 @@ unsigned int Image::getTexture(int context, const UIRect& src) {
         return 0;
     }
     const TextureFormat format = textureFormat(_bitmap->getPixelFormat());
-    GLuint texture = 0;
-    glPixelStorei(GL_UNPACK_ALIGNMENT, format.bytesPerPixel);
-    glGenTextures(1, &texture);
-    glActiveTexture(GL_TEXTURE0);
-    glBindTexture(GL_TEXTURE_2D, texture);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    // A lost context reports without end.
-    for (int i = 0; i < 8 && glGetError() != GL_NO_ERROR; ++i) {
-    }
-    upload(*_bitmap, src, format);
-    if (const GLenum error = glGetError(); error != GL_NO_ERROR) {
+    GLenum error = GL_NO_ERROR;
+    const GLuint texture = upload(*_bitmap, src, format, error);
+    if (texture == 0) {
         LOG(1, "Failed to load bitmap to texture %dx%d  - %x", _width, _height, error);
-        glDeleteTextures(1, &texture);
         return 0;
     }
     LOG(4, "Texture generated for bitmap: %dx%d", _width, _height);

@@ -160,7 +160,8 @@ TEST_F(ImageTest, MakesATextureOnceInAContext) {
 TEST_F(ImageTest, AnswersNoTextureWhenTheDriverRefuses) {
     const support::HeadlessGl gl(8, 8);
     ASSERT_TRUE(image.loadFromBitmap(bitmapOf(STB_PIXEL_RGBA8888, 2, 2), "plain"));
-    for (const UIRect& src : {UIRect(0, 0, -1, 2), UIRect(0, 0, 100000, 100000)}) {
+    for (const UIRect& src :
+         {UIRect(0, 0, -1, 2), UIRect(0, 0, 100000, 100000), UIRect(0, 0, 140, INT_MAX)}) {
         EXPECT_EQ(image.getTexture(1, src), 0U);
         EXPECT_THAT(problems(), ElementsAre("1 Failed to load bitmap to texture 2x2  - 501"));
     }
