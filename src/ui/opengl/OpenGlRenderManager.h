@@ -4,7 +4,6 @@
 #include <atomic>
 #include <bit>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -279,7 +278,7 @@ private:
     std::atomic<bool> _compositorVisible{false};
 
     // Guarded by the texture queue's mutex.
-    std::deque<unsigned int> _textureQueue; // to be deleted
+    std::vector<unsigned int> _textureQueue; // to be deleted
 
     // Guarded by the render mutex; render thread.
     int _frameBufferWidth;  // output pixels

@@ -93,7 +93,7 @@ void OpenGlRenderManager::reportFrameRate(NSTime now) {
 }
 
 void OpenGlRenderManager::deleteQueuedTextures() {
-    std::deque<unsigned int> queue;
+    std::vector<unsigned int> queue;
     {
         const std::lock_guard lock(_textureQueueMutex);
         queue.swap(_textureQueue);
