@@ -1,6 +1,7 @@
 # The story of an update, on the box: two of them, in Russian and in English. Sourced by scripts/box.
 # shellcheck shell=bash
 # shellcheck source=scripts/box.d/world.sh
+# shellcheck source=scripts/box.d/screen.sh
 
 demo_bad_blocks=(9 40 41 75 263)
 
@@ -42,9 +43,18 @@ expect_installed() {
     nand_contents "$share/nand.img" "${demo_bad_blocks[@]}" >"$out/nand-kernel.img"
     compare_hash "kernel in NAND" "$out/nand-kernel.img" 0 "$out/blocks/kernel-$version.img"
     compare_hash "rootfs in eMMC" "$out/emmc.img" 134217728 "$out/blocks/rootfs-$version.img"
+    expect_leds "$1" "before: power=none/0 status=none/0" "during: power=timer status=timer"
+}
+
+# expect_leds NUMBER STATE...: in what life NUMBER noted.
+expect_leds() {
+    local share=$out/life-$1 state
+    shift
     echo "    LEDs:"
     sed 's/^/        /' "$share/leds.txt"
-    grep -q 'power=timer status=timer' "$share/leds.txt" || fail "the LEDs did not blink"
+    for state; do
+        grep -q "^$state" "$share/leds.txt" || fail "the LEDs were not seen so: $state"
+    done
 }
 
 compare_hash() {
@@ -59,24 +69,44 @@ compare_hash() {
 }
 
 box_demo() {
+    local phases=(downloading checking flashing-block-kernel flashing-block-rootfs result)
+    box_log='{ "level": 5, "file": "/mnt/updater.log" }'
     echo "== firmware, server and box"
     make_box
     make_firmware 2.0
     echo "== first life: 2.0 is installed, in Russian"
+    rm download-seen
     life 1 ru -r ''
     expect_installed 1 2.0
+    expect_pictures "$out/screens/1-ru" "${phases[@]}"
     echo "== second life: 2.1 is installed, in English"
     make_firmware 2.1
+    rm download-seen
     life 2 en -r 2.0
     expect_installed 2 2.1
+    expect_pictures "$out/screens/2-en" "${phases[@]}"
     echo "== third life: nothing left to do"
     life 3 en '' 2.1
     if [ "$life_status" != 0 ] || ! grep -q 'Update not needed' "$out/life-3/console.txt"; then
         fail "the third life found something to do"
     fi
+    expect_leds 3 "before: power=none/0 status=none/0" "during: power=timer status=timer" \
+        "after: power=none/1 status=none/1"
     rm -f "$out"/life-*/nand.img "$out"/nand-kernel.img
     echo
-    echo "Done. Pictures of the screen are in box-output/screens, consoles and LEDs in box-output/life-N."
+    echo "Done. Pictures of the screen are in box-output/screens, consoles, logs and LEDs in box-output/life-N."
+}
+
+# One short life, for machines that check every change: an installation, what the screen showed of it, and the reboot.
+box_ci() {
+    rootfs_size=2097152
+    make_box
+    make_firmware 2.0
+    echo "== 2.0 is installed, in Russian"
+    life 1 ru -r ''
+    expect_installed 1 2.0
+    draw_here ru "$out/reference"
+    compare_countdowns "$out/screens/1-ru" "$out/reference"
 }
 
 # Figures for docs/performance.md.

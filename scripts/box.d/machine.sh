@@ -14,7 +14,7 @@ box_root() {
     armhf) kernel=linux-image-armmp ;;
     esac
     set -- "$kernel" busybox-static "$@"
-    folder=$cache/box-$arch-$(printf '%s\n' 1 "$@" | sha256sum | cut -c1-12)
+    folder=$cache/box-$arch-$(printf '%s\n' 2 "$@" | sha256sum | cut -c1-12)
     if [ ! -d "$folder" ]; then
         echo "Making the root of the $arch box in $folder" >&2
         mkdir -p "$cache"

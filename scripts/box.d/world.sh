@@ -1,5 +1,5 @@
-# What the box meets in the world: the project's package installed in it, firmware, an update server, and somebody who
-# looks at its screen. Sourced by scripts/box.
+# What the box meets in the world: the project's package installed in it, firmware, and an update server. Sourced by
+# scripts/box.
 # shellcheck shell=bash
 # shellcheck source=scripts/common.sh
 
@@ -11,25 +11,35 @@ fail() {
     exit 1
 }
 
-# Builds the armhf Debian package, and sets $box_package to a folder with its files and $box_folder to a Debian root
-# with what the package depends on, and nothing else that it could miss on a device.
+# Builds the armhf Debian package, sets $box_folder to a Debian root with what the package depends on, and nothing else
+# that it could miss on a device, and $box_package to the layer over it that installing the package makes. dpkg installs,
+# and refuses when a dependency of the package is not in the root.
 install_in_box() {
     local depends packages deb
+    "$root/scripts/make-armhf-sysroot" >/dev/null || not_run "Debian for 32-bit ARM cannot be had here"
     deb=$(nice -n 10 "$root/scripts/package" armhf)
-    box_package=$root/build/box-package
-    rm -rf "$box_package"
-    dpkg-deb -x "$deb" "$box_package"
     depends=$(dpkg-deb -f "$deb" Depends Recommends | sed 's/^[A-Za-z]*://; s/([^)]*)//g; s/|[^,]*//g')
     mapfile -t packages < <(grep -oE '[a-z0-9.+-]+' <<<"$depends" | sort -u)
     box_folder=$(box_root armhf mtd-utils "${packages[@]}")
+    box_package=$root/build/box-package
+    rm -rf "$box_package"
+    mkdir -p "$box_package/var/lib"
+    cp -a "$box_folder/var/lib/dpkg" "$box_package/var/lib/"
+    dpkg --root="$box_package" --force-architecture -i "$deb" >"$box_package.log" 2>&1 || {
+        cat "$box_package.log"
+        fail "dpkg does not install the package in it"
+    }
+    echo "Installed ${deb##*/}"
 }
+
+rootfs_size=16777216 # of the firmware; the rest of a partition twice as large stays as it was
 
 # make_firmware VERSION: blocks and a signed package of them, published for the box.
 make_firmware() {
     local version=$1
     # One block that compresses well, and one that does not.
     seq -f "kernel $version, line %.0f" 130000 >"$out/blocks/kernel-$version.img"
-    head -c 33554432 /dev/urandom >"$out/blocks/rootfs-$version.img"
+    head -c "$rootfs_size" /dev/urandom >"$out/blocks/rootfs-$version.img"
     lumo-firmware create --version "$version" --device LUMO-BOX --key release.pem \
         --block "kernel=blocks/kernel-$version.img@kernel:zstd" --block "rootfs=blocks/rootfs-$version.img@rootfs" \
         -o "firmware-$version.bin" >/dev/null
@@ -52,7 +62,6 @@ http {
     access_log $out/access.log;
     client_body_temp_path $out/nginx-tmp; proxy_temp_path $out/nginx-tmp; fastcgi_temp_path $out/nginx-tmp;
     uwsgi_temp_path $out/nginx-tmp; scgi_temp_path $out/nginx-tmp;
-    # A line slow enough to be looked at.
     server { listen 127.0.0.1:$server_port; root $out/server; limit_rate 2m; }
 }
 CONF
@@ -67,7 +76,8 @@ CONF
 # each connection.
 make_network() {
     # shellcheck disable=SC2054 # the commas are qemu's
-    box_network=(-netdev "user,id=net,restrict=on,guestfwd=tcp:10.0.2.100:80-cmd:socat - TCP:127.0.0.1:$server_port"
+    box_network=(-netdev
+        "user,id=net,restrict=on,guestfwd=tcp:10.0.2.100:80-cmd:$root/scripts/box.d/line $server_port $out/download-seen"
         -device virtio-net-pci,netdev=net,romfile=)
 }
 
@@ -104,40 +114,6 @@ sys.stdout.buffer.write(contents.rstrip(b'\xff'))
 PYTHON
 }
 
-# watch_screen SHARE FOLDER: pictures of the box's screen, as often as it changes, named by what the console said last.
-watch_screen() {
-    local share=$1 folder=$2 number=0 last=none picture phase
-    while :; do
-        sleep 0.4
-        picture=$folder/new.ppm
-        rm -f "$picture"
-        [ -S "$share/monitor" ] || continue
-        phase=start
-        grep -qs 'Starting updater' "$share/console.txt" && phase=update
-        grep -qs 'Update finished' "$share/console.txt" && phase=finished
-        grep -qs 'Rebooting' "$share/console.txt" && phase=rebooting
-        echo "screendump $picture" | socat - "UNIX-CONNECT:$share/monitor" >/dev/null 2>&1 || continue
-        # The monitor answers before the file is whole.
-        sleep 0.3
-        if [ -s "$picture" ] && ! cmp -s "$picture" "$last"; then
-            number=$((number + 1))
-            last=$folder/$(printf '%03d' $number)-$phase.ppm
-            mv "$picture" "$last"
-        fi
-    done
-}
-
-# develop_pictures FOLDER: what watch_screen left there, as PNG files.
-develop_pictures() {
-    local picture
-    rm -f "$1/new.ppm"
-    for picture in "$1"/*.ppm; do
-        # The last one may have been cut off with the machine.
-        convert "$picture" "${picture%.ppm}.png" 2>/dev/null || rm -f "${picture%.ppm}.png"
-        rm "$picture"
-    done
-}
-
 # make_box: fresh hardware, keys and configuration in $out, and the server.
 make_box() {
     install_in_box
@@ -146,6 +122,7 @@ make_box() {
     rm -rf "$out"
     mkdir -p "$out"/{blocks,server,screens}
     cd "$out"
+    touch download-seen # who wants to see it, removes this
     lumo-firmware keygen release >/dev/null
     start_nginx
     trap box_end EXIT
@@ -157,6 +134,7 @@ make_box() {
   "updates": { "server": "$box_server", "keys": ["/etc/lumo/keys/release.pub.pem"] },
   "flash":   { "kernel": { "device": "/dev/mtd1" }, "rootfs": { "device": "/dev/mmcblk0p2" } },
   "display": { "backend": "kms", "width": 1280, "height": 720 },
+  "log":     ${box_log:-{\}},
   "leds":    { "0": "/sys/class/leds/power", "3": "/sys/class/leds/status" } }
 CONF
 }

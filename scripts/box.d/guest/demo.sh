@@ -3,20 +3,24 @@
 . guest/device.sh
 . ./settings
 
-# Puts down each change of the LEDs: trigger and brightness.
-watch_leds() {
-    before=
-    while :; do
-        now=
-        for led in power status; do
-            trigger=$(sed 's/.*\[\(.*\)\].*/\1/' /sys/class/leds/$led/trigger)
-            now="$now $led=$trigger"
-            [ "$trigger" = timer ] || now="$now/$(cat /sys/class/leds/$led/brightness)"
-        done
-        [ "$now" = "$before" ] || echo "$(cut -d' ' -f1 /proc/uptime)$now" >>leds.txt
-        before=$now
-        usleep 300000
+# Puts down trigger and brightness of the LEDs when they are not $before. Starts no program: the processor is slow.
+note_leds() {
+    now=
+    for led in power status; do
+        read -r trigger </sys/class/leds/$led/trigger
+        trigger=${trigger#*[}
+        trigger=${trigger%%]*}
+        now="$now $led=$trigger"
+        if [ "$trigger" != timer ]; then
+            read -r brightness </sys/class/leds/$led/brightness
+            now="$now/$brightness"
+        fi
     done
+    if [ "$now" != "$before" ]; then
+        read -r up _ </proc/uptime
+        echo "$1:$now ($up s)" >>leds.txt
+    fi
+    before=$now
 }
 
 leds
@@ -40,11 +44,15 @@ if [ -n "$kernel_hash" ]; then
         fail "the eMMC does not hold the root file system"
     echo "box: NAND and eMMC hold exactly the package's bytes"
 fi
-watch_leds &
-usleep 1000000
+before=
+note_leds before
+while usleep 200000; do note_leds during; done &
+watcher=$!
 echo "box: \$ updater $options"
 # shellcheck disable=SC2086 # none, or several
 updater $options
+kill $watcher
+before=
+note_leds after
 sync
-usleep 1500000
 echo "box: the updater has ended"
