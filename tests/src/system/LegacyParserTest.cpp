@@ -11,41 +11,22 @@ namespace {
 
 using Warnings = std::vector<std::string>;
 
-struct Case {
-    const char* name;
-    std::string text;
-    std::map<std::string, std::string> phrases;
-    Warnings warnings;
-};
-
-void expectParsed(const Case& expected, const std::string& text) {
-    Warnings warnings;
-    const auto report = [&](LegacyParser::Warning warning, int line, const std::string& phrase,
-                            const std::string& translation) {
-        const char* names[] = {"missing", "duplicate phrase", "duplicate translation"};
-        warnings.push_back(names[static_cast<int>(warning)] + std::string(" ") + std::to_string(line) + " " +
-                           phrase + (translation.empty() ? "" : " => " + translation));
-    };
-    const PhraseTable table = LegacyParser(report).parse(text);
-    EXPECT_EQ(table.size(), expected.phrases.size()) << expected.name;
-    for (const auto& [phrase, translation] : expected.phrases) {
-        EXPECT_EQ(table.find(phrase), translation) << expected.name;
-    }
-    EXPECT_EQ(warnings, expected.warnings) << expected.name;
-}
-
 TEST(LegacyParser, ReadsEveryEntryThatCanBeRead) {
-    const Case cases[] = {
+    const struct {
+        const char* name;
+        std::string text;
+        std::map<std::string, std::string> phrases;
+        Warnings warnings;
+    } cases[] = {
         {"empty file", "", {}, {}},
         {"entries, comments, blanks",
          "## German\nCancel\n## between\nAbbrechen\n\n\n\n two  words \nzwei\\nZeilen\n\n#\nx##",
          {{"Cancel", "Abbrechen"}, {" two  words ", "zwei\\nZeilen"}, {"#", "x##"}},
          {}},
-        {"empty line first", "\n\na\nA\n", {{"", ""}, {"a", "A"}}, {"missing 0 "}},
-        {"comment and empty line first", "##\n\n", {{"", ""}}, {"missing 0 "}},
+        {"empty line first", "##\n\n\na\nA\n", {{"", ""}, {"a", "A"}}, {"missing 0 "}},
         {"no translation", "a\n\n\nb\nB\n", {{"a", "a"}, {"b", "B"}}, {"missing 1 a"}},
         {"no translation at the end", "a\nA\n\nb", {{"a", "A"}}, {}},
-        {"carriage returns within", "a\rb\r\r\nA", {{"a\rb\r", "A"}}, {}},
+        {"carriage returns", "a\rb\r\r\nA\r\n\r\nb\r\nB\r", {{"a\rb\r", "A"}, {"b", "B"}}, {}},
         {"second translation",
          "a\nA\nAA\n##\nAAA\n\nb\nB",
          {{"a", "A"}, {"b", "B"}},
@@ -59,11 +40,22 @@ TEST(LegacyParser, ReadsEveryEntryThatCanBeRead) {
          {{"a", "A"}, {"x", "y"}},
          {"duplicate phrase 4 a"}},
     };
-    for (const Case& expected : cases) {
-        expectParsed(expected, expected.text);
-        if (expected.text.find('\r') == std::string::npos) {
-            expectParsed(expected, replaceString(expected.text, "\n", "\r\n"));
+
+    for (const auto& [name, text, phrases, expected] : cases) {
+        SCOPED_TRACE(name);
+        Warnings warnings;
+        const auto report = [&](LegacyParser::Warning warning, int line, const std::string& phrase,
+                                const std::string& translation) {
+            const char* names[] = {"missing", "duplicate phrase", "duplicate translation"};
+            warnings.push_back(names[static_cast<int>(warning)] + (" " + std::to_string(line) + " ") +
+                               phrase + (translation.empty() ? "" : " => " + translation));
+        };
+        const PhraseTable table = LegacyParser(report).parse(text);
+        EXPECT_EQ(table.size(), phrases.size());
+        for (const auto& [phrase, translation] : phrases) {
+            EXPECT_EQ(table.find(phrase), translation);
         }
+        EXPECT_EQ(warnings, expected);
     }
 }
 

@@ -1,10 +1,8 @@
 #include "src/system/MoCatalogue.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <functional>
-
+#include "src/system/PhraseTable.h"
 #include "tests/src/system/MoFile.h"
 
 namespace {
@@ -22,71 +20,74 @@ std::string errorOf(const std::string& bytes) {
 
 TEST(MoCatalogue, AcceptsNoCharsetButUtf8) {
     const std::string marker = "Content-Type: text/plain; charset=";
-    for (const std::string& text :
-         {marker + "UTF-8\n", marker + "utf-8\n", "Language: x\n" + marker + "Utf-8\nX: y\n",
-          marker + "KOI8-R", // not ended
-          std::string("Content-Type: text/plain\n"),
-          std::string("content-type: text/plain; charset=KOI8-R\n"),
-          "X: y\n" + std::string(1, '\0') + marker + "KOI8-R\n"}) {
-        EXPECT_EQ(errorOf(MoFile({{"", text}}).bytes()), "") << text;
+    for (const std::string& text : {"Language: x\n" + marker + "Utf-8\nX: y\n",
+                                    marker + "KOI8-R", // not ended
+                                    std::string("content-type: text/plain; charset=KOI8-R\n"),
+                                    "X: y\n" + std::string(1, '\0') + marker + "KOI8-R\n"}) {
+        EXPECT_EQ(errorOf(MoFile({{"", text}}).bytes), "") << text;
     }
-    const std::string refusal = "Only UTF-8 charset is supported. Provided charset: ";
     for (const auto& [value, shown] : std::vector<std::pair<std::string, std::string>>{
-             {"ISO-8859-1", "iso-8859-1"}, {"UTF-8 ", "utf-8 "}, {"UTF-8\r", "utf-8\r"}, {"", ""}}) {
-        EXPECT_EQ(errorOf(MoFile({{"a", marker + value + "\n"}}).bytes()), refusal + shown);
+             {"ISO-8859-1", "iso-8859-1"}, {"UTF-8\r", "utf-8\r"}, {"", ""}}) {
+        EXPECT_EQ(errorOf(MoFile({{"a", marker + value + "\n"}}).bytes),
+                  "Only UTF-8 charset is supported. Provided charset: " + shown);
     }
 }
 
 TEST(MoCatalogue, RefusesTablesAndStringsOutsideTheFile) {
     const MoFile good({{"", "Language: de\n"}, {"a", "b"}});
-    const std::size_t size = good.bytes().size();
-
-    const struct {
-        const char* what;
-        std::size_t at;
-        std::uint32_t value;
-    } table[] = {
-        {"string", MoFile::phraseLengthAt(1), static_cast<std::uint32_t>(size)},
-        {"string", MoFile::phraseLengthAt(1), 0xffffffff},
-        {"string", MoFile::phraseLengthAt(1) + 4, 0xffffffff}, // wraps to 0 in 32 bits
-        {"string", good.translationLengthAt(0) + 4, static_cast<std::uint32_t>(size + 1)},
-        {"string", good.translationLengthAt(1) + 4, 0x80000000},
-        {"table", MoFile::countAt, 0xffffffff},
-        {"table", MoFile::countAt, 0x20000000}, // times 8 wraps to 0 in 32 bits
-        {"table", MoFile::phrasesAt, static_cast<std::uint32_t>(size - 15)},
-        {"table", MoFile::translationsAt, 0xfffffff8},
+    const std::size_t size = good.bytes.size();
+    const std::tuple<const char*, std::size_t, std::size_t> words[] = {
+        {"string", 36, size},                                 // the length of the second phrase
+        {"string", 40, 0xffffffff},                           // its offset: wraps to 0 in 32 bits
+        {"string", 48, size + 1},                             // the first translation's
+        {"string", 56, 0x80000000}, {"table", 8, 0x20000000}, // times 8 wraps to 0 in 32 bits
+        {"table", 12, size - 15},   {"table", 16, 0xfffffff8},
     };
-
-    for (const auto& [what, at, value] : table) {
+    for (const auto& [what, at, value] : words) {
         MoFile file = good;
         file.set(at, value);
-        EXPECT_THAT(errorOf(file.bytes()), StartsWith(std::string("File is damaged: ") + what))
-            << at << " " << value;
+        EXPECT_THAT(errorOf(file.bytes), StartsWith(std::string("File is damaged: ") + what)) << at;
     }
-    for (std::size_t length = 4; length + 2 < size; ++length) {
-        EXPECT_THAT(errorOf(good.bytes().substr(0, length)), StartsWith("File is damaged: ")) << length;
+    for (std::size_t length = 0; length + 2 < size; ++length) {
+        EXPECT_THAT(errorOf(good.bytes.substr(0, length)),
+                    StartsWith(length < 4 ? "File is not a po file" : "File is damaged: "));
     }
+    MoFile empty({}); // needs no tables
+    empty.set(12, 0xffffffff);
+    EXPECT_EQ(errorOf(empty.bytes.substr(0, 20)), "");
 }
 
 TEST(MoCatalogue, RefusesStringsThatAddUpToMoreThanAnyLanguageHolds) {
     const std::string text(100000, 'x');
-    MoFile::Entries entries(400, {"", ""});
-    entries[0].second = text;
-    MoFile file(entries);
-    const std::size_t offset = file.bytes().find(text);
-    for (std::size_t i = 1; i < entries.size(); ++i) {
-        file.set(MoFile::phraseLengthAt(i), static_cast<std::uint32_t>(text.size()));
-        file.set(MoFile::phraseLengthAt(i) + 4, static_cast<std::uint32_t>(offset));
+    MoFile file(MoFile::Entries(400, {"", ""}));
+    file.append(28, text);
+    for (std::size_t i = 1; i < 400; ++i) {
+        file.bytes.replace(28 + i * 8, 8, file.bytes.substr(28, 8));
     }
-    EXPECT_THAT(errorOf(file.bytes()), HasSubstr("add up to 40000000 bytes"));
+    EXPECT_THAT(errorOf(file.bytes), HasSubstr("add up to 40000000 bytes"));
 }
 
-TEST(MoCatalogue, EmptyOneNeedsNoTables) {
-    MoFile file({});
-    file.set(MoFile::phrasesAt, 0xffffffff);
-    EXPECT_EQ(errorOf(file.bytes().substr(0, 20)), "");
-    EXPECT_EQ(errorOf(file.bytes().substr(0, 19)), "File is damaged: 19 bytes cannot hold a header");
-    EXPECT_EQ(errorOf(file.bytes().substr(0, 3)), "File is not a po file");
+TEST(PhraseTable, TellsPhrasesOfAnyLengthApartByEveryByte) {
+    PhraseTable table;
+    std::string phrase;
+    for (int i = 0; i < 3000; ++i) {
+        EXPECT_TRUE(table.insert(phrase, std::to_string(i)));
+        phrase += static_cast<char>(i * 7);
+    }
+    for (std::size_t i = 0; i < 3000; ++i) {
+        ASSERT_EQ(table.find(std::string_view(phrase).substr(0, i)), std::to_string(i));
+    }
+    EXPECT_FALSE(table.insert("", "another"));
+    for (std::size_t length = 1; length <= 40; ++length) {
+        for (std::size_t at = 0; at < length; ++at) {
+            std::string other(length, 'x');
+            other[at] = '\n';
+            EXPECT_TRUE(table.insert(other, other));
+            other[at] = 'y';
+            EXPECT_EQ(table.find(other).data(), nullptr);
+        }
+    }
+    EXPECT_EQ(table.size(), 3000U + 40 * 41 / 2);
 }
 
 } // namespace

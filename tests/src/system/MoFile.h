@@ -5,29 +5,36 @@
 #include <utility>
 #include <vector>
 
-// Makes message catalogues that no tool would make.
-class MoFile {
-public:
+// Makes message catalogues that no tool would make: these phrases and translations, in this order, without a
+// header entry of its own.
+struct MoFile {
     using Entries = std::vector<std::pair<std::string, std::string>>;
 
-    // The catalogue of these phrases and translations, in this order, without a header entry of its own.
-    explicit MoFile(const Entries& entries);
+    explicit MoFile(const Entries& entries) : bytes(28 + entries.size() * 16, '\0'), count(entries.size()) {
+        set(0, 0x950412de);
+        set(8, count);
+        set(12, 28);
+        set(16, 28 + count * 8);
+        for (std::size_t i = 0; i < count; ++i) {
+            append(28 + i * 8, entries[i].first);
+            append(28 + (count + i) * 8, entries[i].second);
+        }
+    }
 
-    const std::string& bytes() const { return _bytes; }
+    // Overwrites one word: 8 is the number of entries, 12 and 16 are where the tables of phrases and of
+    // translations start, from 28 on stand a length and an offset for each phrase, then for each translation.
+    void set(std::size_t at, std::size_t value) {
+        for (std::size_t i = 0; i < 4; ++i) {
+            bytes[at + i] = static_cast<char>(value >> 8 * i & 0xff);
+        }
+    }
 
-    // Where the words of a header field or of an entry's length and offset stand in the bytes.
-    static constexpr std::size_t countAt = 8;
-    static constexpr std::size_t phrasesAt = 12;
-    static constexpr std::size_t translationsAt = 16;
+    void append(std::size_t at, const std::string& text) {
+        set(at, text.size());
+        set(at + 4, bytes.size());
+        bytes += text + '\0';
+    }
 
-    static std::size_t phraseLengthAt(std::size_t entry) { return 28 + entry * 8; }
-
-    std::size_t translationLengthAt(std::size_t entry) const { return 28 + (_count + entry) * 8; }
-
-    // Overwrites one word.
-    void set(std::size_t at, std::uint32_t value);
-
-private:
-    std::string _bytes;
-    std::size_t _count;
+    std::string bytes;
+    std::size_t count;
 };
