@@ -3,74 +3,21 @@
 #include <gmock/gmock.h>
 #include <httplib.h>
 
-#include <mutex>
 #include <stdexcept>
 #include <thread>
-#include <vector>
 
 #include "platform/STBFirmwareUpdater.h"
 #include "platform/STBUtils.h"
 #include "src/system/LumoStbVersion.h"
 #include "tests/platform/net/DeadPort.h"
-#include "tests/src/system/LogCapture.h"
 #include "tests/support/HostileServer.h"
 #include "tests/support/TempDir.h"
 
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 using Status = CurlWrapper::OpenResult::Status;
-
-const std::string logged = " inc/private/CurlWrapper ";
-
-// Answers "/<code>" with that code, "/moved" with a redirect to /200 and anything else with its path, and
-// keeps the requests.
-class Server {
-public:
-    Server() {
-        const auto answer = [this](const httplib::Request& request, httplib::Response& response) {
-            const std::lock_guard lock(_mutex);
-            _requests.push_back(request);
-            response.set_content(request.path == "/bomb" ? std::string(65 << 20, 'x') : request.path,
-                                 "text/plain");
-            if (request.path == "/moved") {
-                response.set_redirect("/200");
-            } else if (request.path.size() == 4) {
-                response.status = std::stoi(request.path.substr(1));
-            }
-        };
-        _server.Get(".*", answer).Post(".*", answer);
-        _port = _server.bind_to_any_port("127.0.0.1");
-        _thread = std::thread([this] { _server.listen_after_bind(); });
-        while (!_server.is_running()) { // stop() would do nothing before
-            std::this_thread::yield();
-        }
-    }
-
-    ~Server() {
-        _server.stop();
-        _thread.join();
-    }
-
-    std::string url(const std::string& path) const {
-        return "http://127.0.0.1:" + std::to_string(_port) + path;
-    }
-
-    httplib::Request last() {
-        const std::lock_guard lock(_mutex);
-        return _requests.back();
-    }
-
-private:
-    httplib::Server _server;
-    int _port = 0;
-    std::mutex _mutex;
-    std::vector<httplib::Request> _requests;
-    std::thread _thread;
-};
 
 // Hands each call to a function.
 struct Consumer final : CurlWrapper::WriterEventListener {
@@ -81,11 +28,46 @@ struct Consumer final : CurlWrapper::WriterEventListener {
     std::function<long(const std::string&)> take;
 };
 
-struct CurlWrapperTest : testing::Test {
-    CurlWrapperTest() { LogCapture::take(); }
+// A server that answers "/<code>" with that code, "/moved" with a redirect to /200, "/bomb" with more than
+// there is memory for, anything else with its path, and keeps the last request.
+class CurlWrapperTest : public testing::Test {
+protected:
+    CurlWrapperTest() {
+        const auto answer = [this](const httplib::Request& request, httplib::Response& response) {
+            last = request;
+            response.set_content(request.path == "/bomb" ? std::string(65 << 20, 'x') : request.path,
+                                 "text/plain");
+            if (request.path == "/moved") {
+                response.set_redirect("/200");
+            } else if (request.path.size() == 4) {
+                response.status = std::stoi(request.path.substr(1));
+            }
+        };
+        _server.set_keep_alive_max_count(1); // or stop() would wait for idle connections
+        _server.Get(".*", answer).Post(".*", answer);
+        _port = _server.bind_to_any_port("127.0.0.1");
+        _thread = std::thread([this] { _server.listen_after_bind(); });
+        while (!_server.is_running()) { // stop() would do nothing before
+            std::this_thread::yield();
+        }
+    }
 
-    Server server;
+    ~CurlWrapperTest() override {
+        _server.stop();
+        _thread.join();
+    }
+
+    std::string url(const std::string& path) const {
+        return "http://127.0.0.1:" + std::to_string(_port) + path;
+    }
+
+    httplib::Request last; // written before it is answered
     CurlWrapper wrapper{nullptr, nullptr};
+
+private:
+    httplib::Server _server;
+    int _port = 0;
+    std::thread _thread;
 };
 
 TEST_F(CurlWrapperTest, TellsHowATransferEnded) {
@@ -94,38 +76,29 @@ TEST_F(CurlWrapperTest, TellsHowATransferEnded) {
     const lumo::tests::DeadPort dead;
 
     const struct {
-        std::string url, effective;
+        std::string asked, effective;
         Status status;
         long responseCode;
         std::string data, problem;
     } cases[] = {
-        {server.url("/200"), server.url("/200"), Status::Ok, 200, "/200", ""},
-        {server.url("/206"), server.url("/206"), Status::Ok, 206, "/206", ""},
-        {server.url("/moved"), server.url("/200"), Status::Ok, 200, "/200", ""},
-        {server.url("/404"), server.url("/404"), Status::BadResponseCode, 404, "/404",
-         "CurlWrapper: Response code is 404"},
-        {server.url("/201"), server.url("/201"), Status::BadResponseCode, 201, "/201",
-         "CurlWrapper: Response code is 201"},
+        {url("/206"), url("/206"), Status::Ok, 206, "/206", ""},
+        {url("/moved"), url("/200"), Status::Ok, 200, "/200", ""},
+        {url("/201"), url("/201"), Status::BadResponseCode, 201, "/201", "CurlWrapper: Response code is 201"},
         {folder.file("a.png"), "file://" + folder.file("a.png"), Status::Ok, 0, "picture", ""},
         {folder.file("none"), "file://" + folder.file("none"), Status::NoSuchFile, 0, "",
-         "curl_easy_perform: Couldn't open file " + folder.file("none") + " (code 37)"},
-        {dead.url(), dead.url(), Status::Unreachable, 0, "", "(code 7)"},
+         "Couldn't open file " + folder.file("none")},
+        {dead.url(), dead.url(), Status::Unreachable, 0, "", "Failed to connect"},
     };
 
     for (const auto& expected : cases) {
-        const auto result = wrapper.open(expected.url, nullptr);
-        EXPECT_EQ(result.status, expected.status) << expected.url;
-        EXPECT_EQ(result.responseCode, expected.responseCode) << expected.url;
+        const auto result = wrapper.open(expected.asked, nullptr);
+        EXPECT_EQ(result.status, expected.status) << expected.asked;
+        EXPECT_EQ(result.responseCode, expected.responseCode) << expected.asked;
         EXPECT_EQ(result.effectiveUrl, expected.effective);
+        EXPECT_EQ(result.redirected, expected.asked == url("/moved"));
         EXPECT_EQ(result.data, expected.data);
-        const auto log = LogCapture::take();
-        ASSERT_EQ(log.size(), result.ok() ? 1U : 2U);
-        EXPECT_THAT(log[0], testing::StartsWith("4" + logged + "Opening "));
-        if (!result.ok()) {
-            EXPECT_THAT(log[1], testing::StartsWith("2" + logged));
-            EXPECT_THAT(log[1], HasSubstr(expected.problem));
-            EXPECT_THAT(log[1], HasSubstr(result.errorText));
-        }
+        EXPECT_THAT(result.errorText, HasSubstr(expected.problem));
+        EXPECT_EQ(result.errorText.empty(), result.ok());
     }
 }
 
@@ -133,25 +106,20 @@ TEST_F(CurlWrapperTest, LeavesNothingOfATransferToTheNext) {
     for (const std::string& body : {std::string("a\0b", 3), std::string()}) {
         CurlWrapper::OpenOptions options;
         options.timeout = 60;
-        options.lowSpeedTime = 30;
         options.keepAlive = 10;
         options.http.headers.emplace().add("X-Once", "1");
         options.http.cookie = "crumb=1";
         options.http.postData = body;
         options.http.acceptEncoding = "gzip";
-        EXPECT_EQ(wrapper.open(server.url("/post"), &options).data, "/post") << "decoded";
-        const httplib::Request post = server.last();
-        EXPECT_EQ(post.method, "POST");
-        EXPECT_EQ(post.body, body);
-        EXPECT_EQ(post.get_header_value("X-Once") + post.get_header_value("Cookie") +
-                      post.get_header_value("Accept-Encoding"),
+        EXPECT_EQ(wrapper.open(url("/post"), &options).data, "/post") << "decoded";
+        EXPECT_EQ(last.method + last.body, "POST" + body);
+        EXPECT_EQ(last.get_header_value("X-Once") + last.get_header_value("Cookie") +
+                      last.get_header_value("Accept-Encoding"),
                   "1crumb=1gzip");
-
-        EXPECT_EQ(wrapper.open(server.url("/fetch"), nullptr).data, "/fetch");
-        const httplib::Request get = server.last();
-        EXPECT_EQ(get.method, "GET");
+        EXPECT_EQ(wrapper.open(url("/fetch"), nullptr).data, "/fetch");
+        EXPECT_EQ(last.method, "GET");
         for (const char* header : {"X-Once", "Cookie", "Accept-Encoding", "Content-Type", "Content-Length"}) {
-            EXPECT_FALSE(get.has_header(header)) << header;
+            EXPECT_FALSE(last.has_header(header)) << header;
         }
     }
 }
@@ -159,26 +127,21 @@ TEST_F(CurlWrapperTest, LeavesNothingOfATransferToTheNext) {
 TEST_F(CurlWrapperTest, TellsTheServerWhichDeviceAsks) {
     AppCurlWrapper app(nullptr, nullptr);
     const std::string device = STBFirmwareUpdater::getCurrentDeviceId();
-    ASSERT_TRUE(app.open(server.url("/200"), nullptr).ok());
-    httplib::Request request = server.last();
-    EXPECT_EQ(request.get_header_value("User-Agent"), "Lumo/" + LumoStbVersion::getVersion() + " " + device);
-    EXPECT_EQ(request.get_header_value("Lumo-Model"), device);
-    EXPECT_EQ(request.get_header_value("Mac-Address"), STBUtils::getMainMacAddress().toString());
-    EXPECT_FALSE(request.has_header("Accept-Language")) << "no language is loaded";
+    ASSERT_TRUE(app.open(url("/200"), nullptr).ok());
+    EXPECT_EQ(last.get_header_value("User-Agent"), "Lumo/" + LumoStbVersion::getVersion() + " " + device);
+    EXPECT_EQ(last.get_header_value("Lumo-Model"), device);
+    EXPECT_EQ(last.get_header_value("Mac-Address"), STBUtils::getMainMacAddress().toString());
+    EXPECT_FALSE(last.has_header("Accept-Language")) << "no language is loaded";
 
     CurlWrapper::OpenOptions options;
     CurlWrapper::HttpHeaders& headers = options.http.headers.emplace();
     EXPECT_TRUE(headers.add("user-AGENT", "own"));
     EXPECT_FALSE(headers.add("User-Agent", "another"));
     EXPECT_FALSE(headers.add("X-Evil", "1\r\nX-More: 2"));
-    for (int i = 0; i < 2; ++i) {
-        ASSERT_TRUE(app.open(server.url("/200"), &options).ok());
-        request = server.last();
-        EXPECT_EQ(request.get_header_value_count("User-Agent"), 1U);
-        EXPECT_EQ(request.get_header_value("User-Agent"), "own");
-        EXPECT_EQ(request.get_header_value("Lumo-Model"), device);
-        EXPECT_FALSE(headers.has("Lumo-Model")) << "the caller's own are left alone";
-    }
+    ASSERT_TRUE(app.open(url("/200"), &options).ok());
+    EXPECT_EQ(last.get_header_value_count("User-Agent"), 1U);
+    EXPECT_EQ(last.get_header_value("User-Agent"), "own");
+    EXPECT_FALSE(headers.has("Lumo-Model")) << "the caller's own are left alone";
 }
 
 TEST_F(CurlWrapperTest, KeepsWhatTheConsumerDoesNotTakeYet) {
@@ -195,7 +158,6 @@ TEST_F(CurlWrapperTest, KeepsWhatTheConsumerDoesNotTakeYet) {
     const support::HostileServer plain(
         [&](const auto&, auto) { return support::answer(200, body + "rest"); });
     const auto result = CurlWrapper(nullptr, &consumer).open(plain.url("/"), nullptr);
-    EXPECT_TRUE(result.ok());
     EXPECT_EQ(lines, body);
     EXPECT_EQ(result.data, "rest");
 }
@@ -204,20 +166,19 @@ TEST_F(CurlWrapperTest, EndsWhenAListenerWantsIt) {
     long answer = -1;
     Consumer consumer([&](const std::string&) { return answer; });
     CurlWrapper consumed(nullptr, &consumer);
-    const auto result = consumed.open(server.url("/200"), nullptr);
+    const auto result = consumed.open(url("/200"), nullptr);
     EXPECT_EQ(result.status, Status::TransferFailed);
-    EXPECT_EQ(result.curlCode, CURLE_WRITE_ERROR);
     EXPECT_EQ(result.errorText, "CurlWrapper: Error while processing data by user function");
     answer = 5;
-    EXPECT_THROW(consumed.open(server.url("/200"), nullptr), std::logic_error);
+    EXPECT_THROW(consumed.open(url("/200"), nullptr), std::logic_error);
     answer = 4;
-    EXPECT_TRUE(consumed.open(server.url("/200"), nullptr).ok());
+    EXPECT_TRUE(consumed.open(url("/200"), nullptr).ok());
 
     struct Impatient final : CurlWrapper::ProgressEventListener {
         int onProgress(double total, double now, double, double) override { return total == 4 && now == 4; }
     } impatient;
 
-    EXPECT_EQ(CurlWrapper(&impatient, nullptr).open(server.url("/200"), nullptr).curlCode,
+    EXPECT_EQ(CurlWrapper(&impatient, nullptr).open(url("/200"), nullptr).curlCode,
               CURLE_ABORTED_BY_CALLBACK);
 }
 
@@ -234,7 +195,7 @@ TEST_F(CurlWrapperTest, DoesNotWaitOrCollectForEver) {
     }
     CurlWrapper::OpenOptions compressed;
     compressed.http.acceptEncoding = "gzip";
-    EXPECT_EQ(wrapper.open(server.url("/bomb"), &compressed).errorText, "CurlWrapper: Too much data");
+    EXPECT_EQ(wrapper.open(url("/bomb"), &compressed).errorText, "CurlWrapper: Too much data");
 }
 
 TEST(ShownUrlTest, HasNoPassword) {
