@@ -19,11 +19,6 @@ void FakeGlService::stop() {
     renderer->onStopRendering();
 }
 
-bool FakeGlService::registerFrameRenderer(FrameRenderer* toRegister) {
-    renderer = refuses ? nullptr : toRegister;
-    return !refuses;
-}
-
 void FakeGlService::unregisterFrameRenderer(FrameRenderer* toUnregister) {
     EXPECT_EQ(toUnregister, renderer);
     if (started) {

@@ -21,12 +21,15 @@ public:
 
     // A new context. The calling thread keeps its priority, which renderers change.
     void start();
+    void stop();
 
     int frame() { return renderer->onFrameRender(); }
 
-    void stop();
+    bool registerFrameRenderer(FrameRenderer* toRegister) override {
+        renderer = toRegister;
+        return true;
+    }
 
-    bool registerFrameRenderer(FrameRenderer* toRegister) override;
     void unregisterFrameRenderer(FrameRenderer* toUnregister) override;
 
     void getOutputSize(int& width, int& height) override {
@@ -47,8 +50,7 @@ public:
     const Size outputSize;
     std::optional<Size> frameBufferSize; // of contexts, when it is another one
     int displayState = 0;
-    bool refuses = false; // to register
-    int prepared = 0;     // frames
+    int prepared = 0; // frames
     std::function<void()> onPrepare = [] {};
     FrameRenderer* renderer = nullptr;
     bool started = false;

@@ -5,7 +5,6 @@
 #include <GLES2/gl2.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <stdexcept>
 #include <string>
 
@@ -13,29 +12,23 @@ namespace support {
 
 namespace {
 
-[[noreturn]] void fail(const std::string& what) {
-    char code[16];
-    std::snprintf(code, sizeof(code), " (0x%x)", static_cast<unsigned>(eglGetError()));
-    throw std::runtime_error("no headless GL: " + what + code);
-}
-
-// Never terminated: contexts share it, and a driver that stays loaded lets leak reports name it.
-EGLDisplay openDisplay() {
-    const auto getDisplay =
-        reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"));
-    if (getDisplay == nullptr) {
-        fail("eglGetPlatformDisplayEXT");
+void require(bool good, const std::string& what) {
+    if (!good) {
+        throw std::runtime_error("no headless GL: " + what + ", error " + std::to_string(eglGetError()));
     }
-    EGLDisplay display = getDisplay(EGL_PLATFORM_SURFACELESS_MESA, nullptr, nullptr);
-    if (display == EGL_NO_DISPLAY || eglInitialize(display, nullptr, nullptr) == EGL_FALSE) {
-        fail("eglInitialize");
-    }
-    return display;
 }
 
 } // namespace
 
-HeadlessGl::HeadlessGl(int width, int height) : _width(width), _height(height), _display(openDisplay()) {
+HeadlessGl::HeadlessGl(int width, int height) : _width(width), _height(height) {
+    const auto getDisplay =
+        reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"));
+    require(getDisplay != nullptr, "eglGetPlatformDisplayEXT");
+    // Never terminated: contexts share it, and a driver that stays loaded lets leak reports name it.
+    _display = getDisplay(EGL_PLATFORM_SURFACELESS_MESA, nullptr, nullptr);
+    require(eglInitialize(_display, nullptr, nullptr) != EGL_FALSE, "eglInitialize");
+    require(eglBindAPI(EGL_OPENGL_ES_API) != EGL_FALSE, "eglBindAPI");
+    // A buffer of pixels for OpenGL ES 2; then the least bits of red, green, blue and alpha.
     const EGLint wanted[] = {EGL_SURFACE_TYPE,
                              EGL_PBUFFER_BIT,
                              EGL_RENDERABLE_TYPE,
@@ -51,38 +44,22 @@ HeadlessGl::HeadlessGl(int width, int height) : _width(width), _height(height), 
                              EGL_NONE};
     EGLConfig config = nullptr;
     EGLint count = 0;
-    if (eglBindAPI(EGL_OPENGL_ES_API) == EGL_FALSE ||
-        eglChooseConfig(_display, wanted, &config, 1, &count) == EGL_FALSE || count == 0) {
-        fail("eglChooseConfig");
-    }
+    require(eglChooseConfig(_display, wanted, &config, 1, &count) != EGL_FALSE && count != 0,
+            "eglChooseConfig");
     const EGLint version[] = {EGL_CONTEXT_CLIENT_VERSION, 2, EGL_NONE};
     const EGLint size[] = {EGL_WIDTH, width, EGL_HEIGHT, height, EGL_NONE};
     _context = eglCreateContext(_display, config, EGL_NO_CONTEXT, version);
     _surface = eglCreatePbufferSurface(_display, config, size);
-    if (_context == EGL_NO_CONTEXT || _surface == EGL_NO_SURFACE) {
-        fail("eglCreateContext");
-    }
-    makeCurrent();
+    require(eglMakeCurrent(_display, _surface, _surface, _context) != EGL_FALSE, "eglMakeCurrent");
     glViewport(0, 0, width, height);
 }
 
 HeadlessGl::~HeadlessGl() {
     if (eglGetCurrentContext() == _context) {
-        release();
+        eglMakeCurrent(_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
     }
     eglDestroySurface(_display, _surface);
     eglDestroyContext(_display, _context);
-}
-
-void HeadlessGl::makeCurrent() {
-    if (eglBindAPI(EGL_OPENGL_ES_API) == EGL_FALSE ||
-        eglMakeCurrent(_display, _surface, _surface, _context) == EGL_FALSE) {
-        fail("eglMakeCurrent");
-    }
-}
-
-void HeadlessGl::release() {
-    eglMakeCurrent(_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
 }
 
 std::vector<std::uint8_t> HeadlessGl::pixels() const {

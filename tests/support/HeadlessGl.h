@@ -1,26 +1,20 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 namespace support {
 
 // An OpenGL ES 2.0 context without a window, current on the thread that made it, with a frame buffer of its
-// own. Several may live at once, on one thread or on many; the one made or chosen last is current on its
-// thread. Throws std::runtime_error with EGL's error where there is no such thing.
+// own. Several may live at once, on one thread or on many; the one made last is current on its thread.
+// Throws std::runtime_error with EGL's error where there is no such thing.
 class HeadlessGl {
 public:
-    explicit HeadlessGl(int width = 1280, int height = 720);
+    HeadlessGl(int width, int height);
     // On the thread where it is current, if it is.
     ~HeadlessGl();
     HeadlessGl(const HeadlessGl&) = delete;
     HeadlessGl& operator=(const HeadlessGl&) = delete;
-
-    // Current on the calling thread; not to be current on another one.
-    void makeCurrent();
-    // Leaves the calling thread without a context.
-    void release();
 
     int width() const { return _width; }
 

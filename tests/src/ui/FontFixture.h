@@ -1,7 +1,6 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
@@ -29,20 +28,20 @@ protected:
                                                    static_cast<unsigned int>(bytes.size()));
     }
 
+    static std::shared_ptr<TTF_Font> getFont(int width, int height, int outline = 0) {
+        return TTF_Library::getFont(TTF_FontProperties("face", width, height, outline));
+    }
+
     // A font of a face of its own.
     static std::shared_ptr<TTF_Font> fontOf(const std::string& bytes, int height, int outline = 0) {
         createFace("face", bytes);
-        return TTF_Library::instance()->getFont(TTF_FontProperties("face", height, height, outline));
+        return getFont(height, height, outline);
     }
 
-    // The warnings and errors since the last call.
+    // The warnings and errors since the last call: "<level> <file> <message>".
     static std::vector<std::string> problems() {
-        std::vector<std::string> result;
-        for (const std::string& line : LogCapture::take()) {
-            if (line < "3") { // it starts with its level
-                result.push_back(line);
-            }
-        }
-        return result;
+        std::vector<std::string> lines = LogCapture::take();
+        std::erase_if(lines, [](const std::string& line) { return line >= "3"; });
+        return lines;
     }
 };

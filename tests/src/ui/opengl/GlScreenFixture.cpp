@@ -1,13 +1,6 @@
 #include "tests/src/ui/opengl/GlScreenFixture.h"
 
-#include <png.h>
-
 #include <algorithm>
-#include <filesystem>
-
-void PrintTo(const UIRect& rect, std::ostream* out) {
-    *out << rect.dump();
-}
 
 void GlScreenFixture::SetUp() {
     FontFixture::SetUp();
@@ -77,17 +70,6 @@ UIRect GlScreenFixture::drawn() {
         }
     }
     return right == 0 ? UIRect() : UIRect(box.x, box.y, right - box.x, bottom - box.y);
-}
-
-void GlScreenFixture::save(const std::string& name) {
-    std::filesystem::create_directories(LUMO_TEST_PICTURES);
-    png_image picture{};
-    picture.version = PNG_IMAGE_VERSION;
-    picture.width = static_cast<png_uint_32>(gl->width());
-    picture.height = static_cast<png_uint_32>(gl->height());
-    picture.format = PNG_FORMAT_RGBA;
-    const std::string path = std::string(LUMO_TEST_PICTURES "/") + name + ".png";
-    EXPECT_NE(png_image_write_to_file(&picture, path.c_str(), 0, gl->pixels().data(), 0, nullptr), 0);
 }
 
 std::shared_ptr<Image> GlScreenFixture::image(int imageWidth, int imageHeight,

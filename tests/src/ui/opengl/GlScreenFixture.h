@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "src/ui/opengl/OpenGlRenderManager.h"
@@ -12,7 +11,9 @@
 #include "tests/src/ui/FontFixture.h"
 #include "tests/support/HeadlessGl.h"
 
-void PrintTo(const UIRect& rect, std::ostream* out);
+inline void PrintTo(const UIRect& rect, std::ostream* out) {
+    *out << rect.dump();
+}
 
 // A screen of 320 by 180, drawn by a manager into a headless context. The case is the UI thread and the
 // render thread in one: it records, publishes, and says when a frame is drawn and how much time has passed.
@@ -39,8 +40,6 @@ protected:
     void show(const std::function<void()>& draw, UIRect clip = {});
     // The smallest rectangle around all that was drawn; empty when nothing was.
     UIRect drawn();
-    // Puts the screen under this name into the build folder, for a look at it.
-    void save(const std::string& name);
     // Rows of red, green, blue, alpha words 0xAARRGGBB.
     static std::shared_ptr<Image> image(int imageWidth, int imageHeight,
                                         const std::vector<std::uint32_t>& words, unsigned int tint = 0);

@@ -132,7 +132,6 @@ TEST_F(OpenGlCoefficientsTest, ComposesNestedBlocksWithTheirClips) {
             UIRect(20, 20, 20, 10));
         manager->fillRect(UIRect(0, 0, 1, 1), 0); // no hole in a block that is half transparent
     });
-    save("nested");
     EXPECT_EQ(drawn(), UIRect(60, 50, 40, 20)) << "the move is doubled, and the clip goes with the block";
     EXPECT_NEAR(static_cast<int>(gl->pixel(70, 60) >> 24), 64, 1);
     manager->setScale(UIScale(0.5F, 0.5F, 1.F, 0.F));
