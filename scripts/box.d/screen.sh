@@ -3,9 +3,10 @@
 # shellcheck source=scripts/box.d/world.sh
 
 # watch_screen SHARE FOLDER: pictures of the box's screen, as often as it changes, named by what the updater said it does.
-# Lets the server send faster when there are three of the download: the first may be of an empty screen.
+# Lets the server send faster when there are three of the download, and the box end its check when there are three of that:
+# the first may be of an empty screen.
 watch_screen() {
-    local share=$1 folder=$2 number=0 downloads=0 last=none picture=$2/new.ppm phase
+    local share=$1 folder=$2 number=0 downloads=0 checks=0 last=none picture=$2/new.ppm phase
     while sleep 0.2; do
         rm -f "$picture"
         [ -S "$share/monitor" ] || continue
@@ -15,9 +16,10 @@ watch_screen() {
             number=$((number + 1))
             last=$folder/$(printf '%03d' $number)-$phase.ppm
             mv "$picture" "$last"
-            if [[ $phase = downloading* ]] && [ $((downloads += 1)) -ge 3 ]; then
-                touch "$out/download-seen"
-            fi
+            case $phase in
+            downloading*) [ $((downloads += 1)) -lt 3 ] || touch "$out/download-seen" ;;
+            checking*) [ $((checks += 1)) -lt 3 ] || touch "$share/check-seen" ;;
+            esac
         fi
     done
 }

@@ -94,6 +94,7 @@ CONF
         sleep "$delay"
         kill -9 "$(cat share/pid)" 2>/dev/null || true
         wait $machine || true
+        rm -f share/pid # another program's, some day
         plug_check_last $((cut - 1)) "$cut"
         echo "cut $cut: $delay s after the beginning; $(tail -n 1 share/next.log 2>/dev/null)"
     done

@@ -36,16 +36,16 @@ measure() {
     spent=$(ticks $pid)
     usleep 1000000 # the result is on the screen now
     first=$(ticks $pid)
+    usleep 2000000
+    idle=$(($(ticks $pid) - first))
     memory=$(memory $pid)
     mapped=$(mapped $pid updater; mapped $pid liblumostb.so; mapped $pid liblumostb-sdl.so)
-    usleep 3000000
-    idle=$(($(ticks $pid) - first))
     wait $pid
     awk '/sched_process_exec/ { start = $4 + 0 } /drm_mode_(setcrtc|page_flip|atomic)/ && start && !frame { frame = $4 + 0 }
         END { printf "start to first frame: %.2f s\n", frame - start }' $tracing/trace
     grep -c 'drm_mode_' $tracing/trace | sed 's/^/frames on the screen: /'
     awk -v b="$begin" -v e="$end" -v t="$spent" 'BEGIN { printf "run until installed: %.1f s, processor %.1f s\n", e - b, t / 100 }'
-    echo "showing the result for 3 s: processor $((idle * 10)) ms"
+    echo "showing the result for 2 s: processor $((idle * 10)) ms"
     echo "memory: $memory"
     echo "$mapped"
 }

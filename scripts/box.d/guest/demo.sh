@@ -8,6 +8,10 @@ note_leds() {
     now=
     for led in power status; do
         read -r trigger </sys/class/leds/$led/trigger
+        case $trigger in
+        *\[*\]*) ;;
+        *) return ;; # it is about to change
+        esac
         trigger=${trigger#*[}
         trigger=${trigger%%]*}
         now="$now $led=$trigger"
@@ -29,7 +33,8 @@ emmc
 nand badblocks=9,40,41,75,263 cache_file=/mnt/nand.img
 if [ -s nand-kernel.img ]; then
     # The simulated chip forgets; its bytes from before the reboot come back, into the same good blocks.
-    nandwrite --quiet --pad /dev/mtd1 nand-kernel.img || fail "the NAND's contents cannot be put back"
+    cp nand-kernel.img /tmp/
+    nandwrite --quiet --pad /dev/mtd1 /tmp/nand-kernel.img || fail "the NAND's contents cannot be put back"
 fi
 network
 screen
@@ -54,5 +59,12 @@ updater $options
 kill $watcher
 before=
 note_leds after
+# Until there is a picture of it: a slow machine may be done before it has drawn its first text.
+for try in 1 2 3 4 5; do
+    if [ -n "$check" ] && [ ! -e check-seen ]; then
+        echo "box: \$ updater -i $check"
+        updater -i "$check"
+    fi
+done
 sync
 echo "box: the updater has ended"

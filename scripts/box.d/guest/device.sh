@@ -57,9 +57,10 @@ configure() {
     cp /mnt/release.pub.pem /etc/lumo/keys/
 }
 
-# flash_hash BYTES: of the beginning of the kernel partition, bad blocks left out.
+# flash_hash BYTES: of the beginning of the kernel partition, bad blocks left out. Eight may be.
 flash_hash() {
-    nanddump --quiet --bb=skipbad --file=/tmp/flash /dev/mtd1 || fail "cannot read the NAND"
+    nanddump --quiet --bb=skipbad --length=$((($1 / 131072 + 9) * 131072)) --file=/tmp/flash /dev/mtd1 ||
+        fail "cannot read the NAND"
     head -c "$1" /tmp/flash | sha256sum | cut -c1-64
     rm /tmp/flash
 }
