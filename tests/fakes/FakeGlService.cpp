@@ -8,7 +8,6 @@
 
 void FakeGlService::start() {
     const int priority = getpriority(PRIO_PROCESS, 0);
-    shaders.clear();
     renderer->onStartRendering();
     started = true;
     setpriority(PRIO_PROCESS, 0, priority);
@@ -36,7 +35,6 @@ bool FakeGlService::getFrameBufferDimensions(int& width, int& height) {
 }
 
 unsigned int FakeGlService::loadShader(const std::string& url, unsigned int glShaderType) {
-    shaders.push_back(url.substr(url.rfind('/') + 1));
     const std::string source = support::readFile(url.substr(std::string("file://").size()));
     const GLuint shader = glCreateShader(glShaderType);
     const char* text = source.c_str();

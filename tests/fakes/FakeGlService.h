@@ -3,7 +3,6 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "platform/STBGraphicsGlEs20Interface.h"
 
@@ -54,5 +53,4 @@ public:
     std::function<void()> onPrepare = [] {};
     FrameRenderer* renderer = nullptr;
     bool started = false;
-    std::vector<std::string> shaders; // by the end of their URLs, since the last start
 };

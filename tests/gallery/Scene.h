@@ -33,6 +33,8 @@ struct Scene {
     const char* name;
     // One frame, without presenting it: clears, then one block with everything in it.
     void (*draw)(RenderManagerInterface& renderer, const Props& props);
+    // Thousandths of the pixels that may differ by more than an eighth of the scale in OpenGL.
+    int openGlDiffers;
 };
 
 const std::vector<Scene>& scenes();

@@ -2,14 +2,12 @@
 
 #include <climits>
 #include <functional>
-#include <locale>
 #include <memory>
 #include <vector>
 
 #include "src/ui/system/AlphaAnimation.h"
 #include "src/ui/system/DelayAnimation.h"
 #include "src/ui/system/SequenceAnimation.h"
-#include "src/ui/system/UIRect.h"
 #include "src/ui/system/UITextAlign.h"
 
 namespace {
@@ -172,11 +170,6 @@ TEST(SequenceAnimationTest, HandlersMayRewindAndAddAndLetGoOfTheLastReference) {
     EXPECT_EQ(sequence, nullptr);
 }
 
-// Groups the digits of numbers, as the locales of many countries do.
-struct GroupingDigits : std::numpunct<char> {
-    std::string do_grouping() const override { return "\3"; }
-};
-
 TEST(GeometryTest, PlacesALineInItsRectangle) {
     constexpr auto right = UITextHorizontalAlignRight;
     constexpr auto centre = UITextHorizontalAlignCenter;
@@ -187,9 +180,6 @@ TEST(GeometryTest, PlacesALineInItsRectangle) {
     EXPECT_EQ(horizontalTextOffset(centre, 100, 101), 0);
     EXPECT_EQ(horizontalTextOffset(right, INT_MIN, UINT_MAX), 0);
     EXPECT_EQ(verticalTextOffset(UITextVerticalAlignBottom, INT_MIN, INT_MAX), 0);
-    const std::locale before = std::locale::global(std::locale(std::locale(), new GroupingDigits));
-    EXPECT_EQ(UIRect(-5, 1234567, 1, INT_MIN).dump(), " x:-5 y:1234567 w:1 h:-2147483648");
-    std::locale::global(before);
 }
 
 } // namespace

@@ -15,7 +15,7 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::HasSubstr;
 
 using Words = std::vector<std::uint32_t>; // bytes R, G, B, A in memory order
 
@@ -40,22 +40,19 @@ std::unique_ptr<STBBitmap> bitmapOf(int format, int width, int height) {
     return std::make_unique<STBBitmap>(static_cast<STBPixelFormat>(format), width, height);
 }
 
-// The warnings and errors since the last call, those of the room itself.
+// The warnings and errors since the last call, those of the room itself: "<level> <file> <message>".
 std::vector<std::string> problems() {
-    const std::string room = " src/ui/system/Image ";
-    std::vector<std::string> result;
-    for (const std::string& line : LogCapture::take()) {
-        if (line < "3" && line.find(room) == 1) {
-            result.push_back(line.substr(0, 2) + line.substr(1 + room.size()));
-        }
-    }
-    return result;
+    std::vector<std::string> lines = LogCapture::take();
+    std::erase_if(lines, [](const std::string& line) {
+        return line >= "3" || line.find("src/ui/system/Image") == std::string::npos;
+    });
+    return lines;
 }
 
 struct ImageTest : testing::Test {
     void SetUp() override { LogCapture::take(); }
 
-    void TearDown() override { EXPECT_THAT(problems(), IsEmpty()); }
+    void TearDown() override { EXPECT_THAT(problems(), testing::IsEmpty()); }
 
     const support::TempDir folder;
     const std::string file = folder.file("six.png");
@@ -76,49 +73,30 @@ Words texels(unsigned int texture, int width, int height) {
     return words;
 }
 
-TEST_F(ImageTest, LoadsFilesAndKeepsThePictureItHasWhenThatFails) {
-    support::writeFile(file, std::string(std::begin(png), std::end(png)));
-    ASSERT_TRUE(image.load(file));
-    ASSERT_TRUE(image.load("file://" + file));
-    support::writeFile(file, "no picture");
-    EXPECT_FALSE(image.load(file));
-    EXPECT_FALSE(image.load("file://" + file + "x"));
-    EXPECT_FALSE(image.loadFromBitmap(nullptr, "nothing"));
-    EXPECT_FALSE(image.loadRGBA8888(0, 1, 0, png));
-    EXPECT_THAT(problems(), ElementsAre("1 Can't decode image " + file,
-                                        "1 Can't load image from url file://" + file + "x",
-                                        "1 Can't decode image nothing", "1 Can't decode image RGBA8888"));
-    EXPECT_EQ(image.getWidth(), 3);
-    EXPECT_EQ(image.getHeight(), 2);
-    EXPECT_EQ(image.getMemorySize(), 24U);
-    EXPECT_EQ(std::memcmp(image.getBitmap()->getMemoryPtr(), sixPixels.data(), 24), 0);
-}
-
-TEST_F(ImageTest, LoadsLaterOnce) {
-    EXPECT_FALSE(image.isValid());
+TEST_F(ImageTest, KeepsThePictureItHasWhenAnotherCannotBeLoaded) {
     image.loadLater(file);
     EXPECT_FALSE(image.isValid());
-    EXPECT_THAT(problems(), ElementsAre("1 Can't load image from url " + file));
     support::writeFile(file, std::string(std::begin(png), std::end(png)));
     EXPECT_FALSE(image.isValid()) << "not tried again";
-    image.loadLater(file);
-    EXPECT_EQ(image.getWidth(), 0);
+    image.loadLater("file://" + file);
     EXPECT_TRUE(image.isValid());
-    image.loadLater("elsewhere");
-    EXPECT_TRUE(image.isValid()) << "it has a picture";
-}
-
-TEST_F(ImageTest, TakesRawPixelsAndConvertsThem) {
-    EXPECT_TRUE(image.loadRGBA8888(3, 2, 44, reinterpret_cast<const unsigned char*>(sixPixels.data())));
-    EXPECT_THAT(problems(), ElementsAre("1 Unexpected stride value! Further behavior is undefined"));
-    EXPECT_EQ(image.getBitmap()->getMemoryPtr()[23], 0xFF);
+    support::writeFile(file, "no picture");
+    EXPECT_FALSE(image.load(file));
+    EXPECT_FALSE(image.loadFromBitmap(nullptr, "nothing"));
+    EXPECT_FALSE(image.loadRGBA8888(0, 1, 0, png));
+    EXPECT_THAT(problems(),
+                ElementsAre(HasSubstr("Can't load image from url " + file),
+                            HasSubstr("Can't decode image " + file), HasSubstr("Can't decode image nothing"),
+                            HasSubstr("Can't decode image RGBA8888")));
+    ASSERT_EQ(image.getMemorySize(), 24U);
+    EXPECT_EQ(std::memcmp(image.getBitmap()->getMemoryPtr(), sixPixels.data(), 24), 0);
     Image coverage(STB_PIXEL_ALPHA8, 0);
     EXPECT_TRUE(loadRaw(coverage, 3, 2, sixPixels));
     EXPECT_EQ(coverage.GetPixelFormat(), STB_PIXEL_ALPHA8);
     Image unknown(77, 0);
     EXPECT_TRUE(loadRaw(unknown, 3, 2, sixPixels));
     EXPECT_EQ(unknown.GetPixelFormat(), STB_PIXEL_RGBA8888);
-    EXPECT_THAT(problems(), ElementsAre("2 Image RGBA8888 stays uncompressed: no format 77"));
+    EXPECT_THAT(problems(), ElementsAre(HasSubstr("stays uncompressed: no format 77")));
 }
 
 TEST_F(ImageTest, CutsTexturesFromThePictureOnceInAContext) {
@@ -152,29 +130,22 @@ TEST_F(ImageTest, AnswersNoTextureWhenTheDriverRefuses) {
     for (const UIRect& src :
          {UIRect(0, 0, -1, 2), UIRect(0, 0, 100000, 100000), UIRect(0, 0, 140, INT_MAX)}) {
         EXPECT_EQ(image.getTexture(1, src), 0U);
-        EXPECT_THAT(problems(), ElementsAre("1 Failed to load bitmap to texture 2x2  - 501"));
+        EXPECT_THAT(problems(), ElementsAre(HasSubstr("Failed to load bitmap to texture 2x2  - 501")));
     }
     ASSERT_TRUE(image.loadFromBitmap(bitmapOf(9, 2, 2), "of an unknown layout"));
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(image.getTexture(1, UIRect(0, 0, 2, 2)), 0U);
-        EXPECT_THAT(problems(),
-                    ElementsAre(testing::StartsWith("1 Failed to load bitmap to texture 2x2  - 50")));
+        EXPECT_THAT(problems(), ElementsAre(testing::StartsWith(
+                                    "1 src/ui/system/Image Failed to load bitmap to texture 2x2  - 50")));
     }
     EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR});
 }
 
 TEST_F(ImageTest, KeepsSourceRectanglesInside) {
     ASSERT_TRUE(image.loadFromBitmap(bitmapOf(STB_PIXEL_RGBA8888, 200, 100), "a b"));
-
-    const struct {
-        UIRect before, after;
-    } cases[] = {
-        {{250, 0, 100, 50}, {0, 0, 100, 50}},        {{0, 101, 100, 50}, {0, 0, 100, 50}},
-        {{200, 100, 10, 10}, {200, 100, 0, 0}},      {{150, 60, 100, 50}, {150, 60, 50, 40}},
-        {{1, 1, INT_MAX, INT_MAX}, {1, 1, 199, 99}},
-    };
-
-    for (const auto& [before, after] : cases) {
+    for (const auto& [before, after] : {std::pair(UIRect(250, 0, 100, 50), UIRect(0, 0, 100, 50)),
+                                        {UIRect(200, 100, 10, 10), UIRect(200, 100, 0, 0)},
+                                        {UIRect(1, 1, INT_MAX, INT_MAX), UIRect(1, 1, 199, 99)}}) {
         UIRect rect = before;
         image.adjustClipRect(rect, "me");
         EXPECT_EQ(rect, after) << before.dump();

@@ -54,7 +54,9 @@ struct Outside final : updater::FirmwareService, updater::SystemActions, updater
             return outside.openResult;
         }
 
-        const std::map<std::string, STBFirmwareFile::Block>& getBlocks() const override { return blocks; }
+        const std::map<std::string, STBFirmwareFile::Block>& getBlocks() const override {
+            return outside.blocks;
+        }
 
         STBFirmwareUpdater::UpdateResult update(STBFirmwareUpdater::EventsListener* listener,
                                                 bool force) override {
@@ -64,7 +66,6 @@ struct Outside final : updater::FirmwareService, updater::SystemActions, updater
         }
 
         Outside& outside;
-        const std::map<std::string, STBFirmwareFile::Block> blocks;
     };
 
     void note(const std::string& line) { journal.push_back(line); }
@@ -123,6 +124,7 @@ struct Outside final : updater::FirmwareService, updater::SystemActions, updater
     int openResult = 0;
     int updateResult = 2;
     int waitsLeft = 100;
+    const std::map<std::string, STBFirmwareFile::Block> blocks;
 };
 
 struct CommandTest : testing::Test {

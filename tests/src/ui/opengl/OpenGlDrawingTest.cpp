@@ -1,7 +1,5 @@
 #include <cmath>
-#include <cstring>
 
-#include "platform/STBBitmap.h"
 #include "tests/src/ui/opengl/GlScreenFixture.h"
 
 namespace {
@@ -20,28 +18,7 @@ struct OpenGlDrawingTest : GlScreenFixture {
         }
         return true;
     }
-
-    void drawText(const UIRect& rect, const std::shared_ptr<TTF_Font>& font, const std::string& text,
-                  UITextHorizontalAlign align = UITextHorizontalAlignLeft, const std::string& suffix = "") {
-        manager->drawTextLine(rect, white, 0, font, text, align, UITextVerticalAlignTop, suffix);
-    }
 };
-
-TEST_F(OpenGlDrawingTest, ConvertsWholePixelsThereAndBack) {
-    float x = 0;
-    float y = 0;
-    float w = 0;
-    float h = 0;
-    OpenGlRenderManager screen(1280, 720, {});
-    EXPECT_THAT(problems(), ElementsAre(source + "There is no OpenGL ES output, nothing will be drawn"));
-    for (int i = -2000; i < 2000; ++i) {
-        const UIRect rect(i, i + 3, i % 1280, 721 - i);
-        UIRect back;
-        screen.convertRect(rect, x, y, w, h);
-        screen.convertToRect(x, y, w, h, back);
-        ASSERT_EQ(back, rect);
-    }
-}
 
 // Not a pixel more or less, wherever it stands.
 TEST_F(OpenGlDrawingTest, FillsExactlyThePixelsOfARectangle) {
@@ -65,10 +42,6 @@ TEST_F(OpenGlDrawingTest, FillsExactlyThePixelsOfARectangle) {
 TEST_F(OpenGlDrawingTest, BlendsTintsAndPunchesHoles) {
     const auto quarters = image(2, 2, {red, green, blue, 0x80FFFFFF});
     const auto tinted = image(2, 2, {red, green, blue, white}, 0xFF808080);
-    auto coverage = std::make_unique<STBBitmap>(STB_PIXEL_ALPHA8, 2, 1);
-    std::memcpy(coverage->getMemoryPtr(), "\xFF\x40", 2);
-    const auto alpha = std::make_shared<Image>(0, 0x80FF8000);
-    ASSERT_TRUE(alpha->loadFromBitmap(std::move(coverage), "alpha"));
     show([&] {
         manager->fillRect(UIRect(0, 0, width, height), 0xFF202020);
         manager->fillRect(UIRect(0, 0, 20, 20), 0x80FF0000);
@@ -78,16 +51,14 @@ TEST_F(OpenGlDrawingTest, BlendsTintsAndPunchesHoles) {
         manager->drawImage(UIRect(100, 0, 40, 40), UIRect(), quarters);
         manager->drawImage(UIRect(140, 0, 40, 40), UIRect(1, 0, 1, 1), quarters);
         manager->drawImage(UIRect(180, 0, 40, 40), UIRect(), tinted);
-        manager->drawImage(UIRect(220, 0, 40, 40), UIRect(), alpha);
         manager->drawImage(UIRect(260, 0, 40, 40), UIRect(), nullptr);
         manager->drawImage(UIRect(260, 0, 0, 40), UIRect(), quarters);
     });
     EXPECT_THAT(problems(), ElementsAre(source + "Draw null image!"));
     const std::vector<std::pair<UIPoint, unsigned int>> spots{
-        {{10, 10}, 0xFF901010},  {{30, 10}, 0xFF202020},  {{50, 10}, 0},           {{62, 2}, 0xFFDF1010},
-        {{95, 35}, 0xFF202020},  {{102, 2}, red},         {{138, 2}, green},       {{102, 38}, blue},
-        {{138, 38}, 0xFF909090}, {{142, 2}, green},       {{178, 38}, green},      {{182, 2}, 0xFF800000},
-        {{218, 38}, 0xFF808080}, {{222, 20}, 0xFF905010}, {{258, 20}, 0xFF3C2C1C}, {{280, 20}, 0xFF202020}};
+        {{10, 10}, 0xFF901010},  {{30, 10}, 0xFF202020}, {{50, 10}, 0},          {{62, 2}, 0xFFDF1010},
+        {{95, 35}, 0xFF202020},  {{102, 2}, red},        {{138, 2}, green},      {{102, 38}, blue},
+        {{138, 38}, 0xFF909090}, {{142, 2}, green},      {{182, 2}, 0xFF800000}, {{280, 20}, 0xFF202020}};
     for (const auto& [at, colour] : spots) {
         EXPECT_TRUE(near(gl->pixel(at.x, at.y), colour)) << at.x << ' ' << at.y;
     }
@@ -152,18 +123,19 @@ TEST_F(OpenGlDrawingTest, AlignsAndCutsText) {
         {"abc", 100, UITextHorizontalAlignCenter, "", {35, 45, 55}},
         {"abc", 100, UITextHorizontalAlignRight, "w", {70, 80, 90}},
         {"abc", 20, UITextHorizontalAlignRight, "", {0, 10}},
-        {"abcdefgh", 45, left, "", {0, 10, 20, 30}},
         {"abcdefgh", 45, left, "w", {0, 10, 20}},
         {"abcdefgh", 45, left, "\xFF", {0, 10, 20, 30}},
         {"abcd", 45, left, "w", {0, 10, 20, 30}}, // the suffix's room does for the rest
         {"awb", 20, left, "wwww", {0, 10}},       // no room for a suffix: what does not fit is left out
-        {"a", 0, left, "", {}},
         {"a", -7, left, "", {}},
         {std::string(100000, 'a'), 30, left, "", {0, 10, 20}},
     };
     for (const Case& c : cases) {
         for (int round = 0; round < 2; ++round) { // the second time, the line is found again
-            show([&] { drawText(UIRect(50, 20, c.width, 30), font, c.text, c.align, c.suffix); });
+            show([&] {
+                manager->drawTextLine(UIRect(50, 20, c.width, 30), white, 0, font, c.text, c.align,
+                                      UITextVerticalAlignTop, c.suffix);
+            });
             std::vector<int> pens;
             for (int x = 1; x < width; ++x) {
                 if (gl->pixel(x, 25) == white && gl->pixel(x - 1, 25) != white) {
@@ -181,9 +153,10 @@ TEST_F(OpenGlDrawingTest, AlignsAndCutsText) {
     EXPECT_EQ(drawn(), UIRect(50, 44, 2, 2));
     EXPECT_EQ(gl->pixel(50, 44), 0x80808080U) << "its alpha counts";
     show([&] {
-        drawText(UIRect(0, 0, 300, 40), font, "");
-        drawText(UIRect(0, 0, 300, 40), nullptr, "a\xED\xA0\x80");
-        drawText(UIRect(0, 0, 300, 40), nullptr, "a");
+        for (const std::string text : {"a\xED\xA0\x80", "a"}) {
+            manager->drawTextLine(UIRect(0, 0, 300, 40), white, 0, nullptr, text, left,
+                                  UITextVerticalAlignTop, "");
+        }
     });
     EXPECT_THAT(problems(), ElementsAre(source + "drawText error: text is invalid utf8\n",
                                         source + "OpenGlRenderManager::drawTextLine -font is NULL"));
