@@ -38,57 +38,43 @@ std::string text(const char* phrase) {
     return Translator::getInstance()->translate(phrase, __FILE__, __LINE__);
 }
 
-class Sheet {
-public:
-    Sheet(std::string prefix, OpenGlRenderManager& renderer)
-        : _prefix(std::move(prefix)), _renderer(renderer) {}
-
-    bool keep() {
-        const std::shared_ptr<Image> picture = _renderer.makeScreenshot();
-        if (!picture || picture->getBitmap() == nullptr) {
-            return false;
-        }
-        const STBBitmap& bitmap = *picture->getBitmap();
-        png_image image{};
-        image.version = PNG_IMAGE_VERSION;
-        image.width = static_cast<png_uint_32>(bitmap.getWidth());
-        image.height = static_cast<png_uint_32>(bitmap.getHeight());
-        image.format = PNG_FORMAT_RGBA;
-        char number[16];
-        std::snprintf(number, sizeof number, "%02d", ++_count);
-        return png_image_write_to_file(&image, (_prefix + number + ".png").c_str(), 0, bitmap.getMemoryPtr(),
-                                       0, nullptr) != 0;
+// Writes what is on the screen.
+bool keep(OpenGlRenderManager& renderer, const std::string& prefix, int number) {
+    const std::shared_ptr<Image> picture = renderer.makeScreenshot();
+    if (!picture) {
+        return false;
     }
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    image.width = static_cast<png_uint_32>(picture->getWidth());
+    image.height = static_cast<png_uint_32>(picture->getHeight());
+    image.format = PNG_FORMAT_RGBA;
+    const std::string path = prefix + (number < 10 ? "0" : "") + std::to_string(number) + ".png";
+    const unsigned char* const pixels = picture->getBitmap()->getMemoryPtr();
+    return png_image_write_to_file(&image, path.c_str(), 0, pixels, 0, nullptr) != 0;
+}
 
-private:
-    std::string _prefix;
-    OpenGlRenderManager& _renderer;
-    int _count = 0;
-};
-
-bool drawAll(updater::GuiUpdater& gui, Sheet sheet) {
+bool drawAll(updater::GuiUpdater& gui, OpenGlRenderManager& renderer, const std::string& prefix) {
+    int count = 0;
     bool good = true;
-    gui.setSecondLabelText("");
+    const auto draw = [&](const std::string& main, const std::string& second) {
+        gui.setMainLabelText(main);
+        gui.setSecondLabelText(second);
+        good = keep(renderer, prefix, ++count) && good;
+    };
+    gui.setProgress(0, false);
     for (const char* phrase : MAIN_TEXTS) {
-        gui.setMainLabelText(text(phrase));
-        good = sheet.keep() && good;
+        draw(text(phrase), "");
     }
-    gui.setMainLabelText(text(MAIN_TEXTS[2]));
     gui.setProgress(573, true);
     for (const char* operation : OPERATIONS) {
-        gui.setSecondLabelText(text(operation) + " kernel ( mtd3 )");
-        good = sheet.keep() && good;
+        draw(text(MAIN_TEXTS[2]), text(operation) + " kernel ( mtd3 )");
     }
-    gui.setSecondLabelText(text(OPERATIONS[3]) + " bootloader-environment ( mmcblk0boot1-environment )");
-    good = sheet.keep() && good;
-    gui.setMainLabelText(text(MAIN_TEXTS[0]));
-    gui.setSecondLabelText(tr("${1} from ${2} bytes", TRLIST(TRITEM(2461231104LL), TRITEM(4294967296LL))));
-    good = sheet.keep() && good;
-    gui.setSecondLabelText("");
+    draw(text(MAIN_TEXTS[2]), text(OPERATIONS[3]) + " bootloader-environment ( mmcblk0boot1-environment )");
+    draw(text(MAIN_TEXTS[0]), tr("${1} from ${2} bytes", TRLIST(TRITEM(2461231104LL), TRITEM(4294967296LL))));
     gui.setProgress(0, false);
-    gui.setMainLabelText(text(MAIN_TEXTS[8]) + "\n\n" + tr("Device will reboot after") + " 10 " + tr("sec.") +
-                         " ");
-    return sheet.keep() && good;
+    draw(text(MAIN_TEXTS[8]) + "\n\n" + tr("Device will reboot after") + " 10 " + tr("sec.") + " ", "");
+    return good;
 }
 
 } // namespace
@@ -108,7 +94,7 @@ int main(int argc, char** argv) {
     for (int i = 2; i < argc; ++i) {
         const std::string language = argv[i];
         if (renderer == nullptr || !Translator::getInstance()->loadLanguageFile(language) ||
-            !drawAll(gui, Sheet(std::string(argv[1]) + "/" + language + "-", *renderer))) {
+            !drawAll(gui, *renderer, std::string(argv[1]) + "/" + language + "-")) {
             std::fprintf(stderr, "%s: not drawn\n", argv[i]);
             return 1;
         }

@@ -61,17 +61,21 @@ protected:
         crashInSleep = false;
         notes = folder.file("notes");
         support::writeFile(notes, "");
+        configure("none");
+        setenv("LUMO_PLATFORM", folder.file("platform.json").c_str(), 1);
+        support::writeFile(
+            folder.file("package.bin"),
+            support::PackageBuilder().device("BOX").version("2.0").block("kernel", kernel).build());
+    }
+
+    void configure(const std::string& display) const {
         support::writeFile(folder.file("platform.json"), R"({
             "device": { "id": "BOX", "stateDir": ")" + folder.file("state") +
                                                              R"(" },
             "updates": { "server": "http://127.0.0.1:1", "allowUnsigned": true },
             "flash": { "kernel": { "file": "kernel.img", "size": 1048576 } },
-            "display": { "backend": "none" },
+            "display": { "backend": ")" + display + R"(" },
             "log": { "file": ")" + folder.file("log") + R"(" } })");
-        setenv("LUMO_PLATFORM", folder.file("platform.json").c_str(), 1);
-        support::writeFile(
-            folder.file("package.bin"),
-            support::PackageBuilder().device("BOX").version("2.0").block("kernel", kernel).build());
     }
 
     // Runs it in a process of its own, once its streams are as the case wants them: standard output and error
@@ -101,6 +105,7 @@ protected:
 };
 
 TEST_F(UpdaterTest, InstallsAndReboots) {
+    configure("headless");
     EXPECT_EQ(run("-r"), 0);
     EXPECT_THAT(support::readFile(folder.file("out")),
                 "Updater: Starting updater for device 'BOX' from URL: " + url +
