@@ -139,11 +139,16 @@ TEST(PackageVerifierTest, RefusesAPackageThatIsCutAnywhere) {
 
 // Every bit, but within a run of zeros, which is padding all alike, only those of each 31st byte.
 TEST(PackageVerifierTest, RefusesAPackageWithAnyBitFlipped) {
+#ifdef LUMO_SLOW
+    constexpr int bitStep = 8; // another bit of each byte
+#else
+    constexpr int bitStep = 1;
+#endif
     std::string package = smallPackage().build();
     ASSERT_EQ(verdictOn(package, strict()), Verdict{});
     for (std::size_t at = 0; at < package.size(); ++at) {
         const bool inPadding = at % 31 != 0 && package.substr(at - 1, 3) == std::string(3, '\0');
-        for (int bit = 0; bit < 8 && !inPadding; ++bit) {
+        for (int bit = static_cast<int>(at % bitStep); bit < 8 && !inPadding; bit += bitStep) {
             package[at] = static_cast<char>(package[at] ^ (1 << bit));
             const Verdict verdict = verdictOn(package, strict());
             package[at] = static_cast<char>(package[at] ^ (1 << bit));
