@@ -1,63 +1,37 @@
 #include "platform/linux/firmware/InstallRecord.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <filesystem>
 
 #include "tests/support/LogCapture.h"
 
 namespace lumo::tests {
 
-namespace {
-
 using State = InstallRecord::State;
 
-class InstallRecordTest : public testing::Test {
-protected:
-    InstallRecordTest() { log.use({}); }
-
-    support::TempDir folder;
+TEST(InstallRecordTest, ComesBackAsItWasWrittenAndIsUnfinishedWhereItCannotBeRead) {
+    const support::TempDir folder;
     support::LogCapture log;
+    log.use({});
     const std::string stateDir = folder.file("state");
-};
-
-} // namespace
-
-TEST_F(InstallRecordTest, ComesBackAsItWasWritten) {
     EXPECT_EQ(readInstallRecord(stateDir).state, State::None);
-    const InstallRecord records[] = {{State::Begun, "2.0", "1.0"}, {State::Begun, "", ""},
-                                     {State::Begun, "2.0", ""},    {State::AfterScripts, "2.0~rc1+x", ""},
-                                     {State::Complete, "2.0", ""}, {State::None, "", ""}};
-    for (const InstallRecord& record : records) {
-        writeInstallRecord(stateDir, record);
-        const InstallRecord read = readInstallRecord(stateDir);
-        EXPECT_EQ(read.state, record.state);
-        EXPECT_EQ(read.version, record.version);
-        EXPECT_EQ(read.previous, record.previous);
-    }
-}
-
-TEST_F(InstallRecordTest, TakesWhatItCannotReadAsUnfinished) {
-    std::filesystem::create_directory(stateDir);
-    const std::string file = stateDir + "/install.json";
+    writeInstallRecord(stateDir, {State::Begun, "2.0~rc1+x", "1.0"});
+    EXPECT_EQ(readInstallRecord(stateDir).version, "2.0~rc1+x");
+    EXPECT_EQ(readInstallRecord(stateDir).previous, "1.0");
     for (const std::string content :
          {"", "{", "[]", "null", R"({"state": "complete"})", R"({"state": "complete", "version": ""})",
           R"({"state": "complete", "version": 1})", R"({"state": "done", "version": "1.0"})",
-          R"({"state": "begun", "version": "1.0", "previous": 1})",
           R"({"state": "begun", "version": "1.0", "previous": "1\t0"})",
           R"({"state": "begun", "version": "1 0"})"}) {
-        support::writeFile(file, content);
+        support::writeFile(stateDir + "/install.json", content);
         const InstallRecord record = readInstallRecord(stateDir);
         EXPECT_EQ(record.state, State::Begun) << content;
         EXPECT_EQ(record.version + record.previous + record.installedVersion(), "") << content;
-        EXPECT_TRUE(record.isUnfinished());
-        EXPECT_EQ(log.takeProblem().find("warning " + file + " cannot be used, taking the installation as "),
-                  0u);
+        EXPECT_THAT(log.takeProblem(), testing::HasSubstr("cannot be used, taking the installation as "));
     }
 }
 
-TEST_F(InstallRecordTest, KnowsAStepBack) {
+TEST(InstallRecordTest, KnowsAStepBack) {
     const struct {
         InstallRecord record;
         const char* package;

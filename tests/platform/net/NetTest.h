@@ -3,12 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/linux/device/Config.h"
+#include "platform/linux/firmware/FirmwareError.h"
 #include "platform/linux/firmware/Package.h"
 #include "platform/linux/firmware/Signature.h"
 #include "tests/support/HostileServer.h"
@@ -17,6 +20,11 @@
 #include "tests/support/TempDir.h"
 
 namespace lumo::tests {
+
+using support::Reply;
+using support::Request;
+using support::writeFile;
+using testing::HasSubstr;
 
 // One report of progress.
 struct Step {
@@ -33,20 +41,80 @@ struct Opened {
     std::unique_ptr<Package> package;
     std::vector<Step> steps;
     std::vector<int> pauses; // seconds
+
+    std::string bytes() const {
+        std::string all(package->file().size(), '\0');
+        package->file().read(0, std::as_writable_bytes(std::span(all)));
+        return all;
+    }
 };
+
+// Fails the test unless the steps are those of a package that was opened, or not: first transfer, then check,
+// never back, and 100 % only at the end.
+inline void expectOrderlyProgress(const std::vector<Step>& steps, bool opened) {
+    int hundreds[2] = {0, 0};
+    Step last{0, 0, 0, -1};
+    for (const Step& step : steps) {
+        EXPECT_TRUE(step.operation == last.operation ? step.percent > last.percent : step.operation == 1);
+        EXPECT_TRUE(step.percent >= 0 && step.percent <= 100) << step.percent;
+        EXPECT_TRUE(step.total == 0 || step.done <= step.total) << step.done << " of " << step.total;
+        hundreds[step.operation] += step.percent == 100;
+        last = step;
+    }
+    EXPECT_LE(hundreds[0], 1);
+    EXPECT_EQ(hundreds[1], opened ? 1 : 0);
+    EXPECT_TRUE(!opened || (hundreds[0] == 1 && last.percent == 100));
+}
 
 // A device "BOX" that accepts one key, its log, and a server that can do anything.
 class NetTest : public testing::Test {
 protected:
-    NetTest();
+    NetTest() {
+        for (const char* name : {"http_proxy", "https_proxy", "all_proxy", "HTTPS_PROXY", "ALL_PROXY"}) {
+            unsetenv(name); // whoever runs the test may need a proxy for other servers
+        }
+        config.deviceId = "BOX";
+        config.stateDir = folder.file("state");
+        config.keys = {folder.file("key.pem")};
+        writeFile(folder.file("key.pem"), key.publicKey().toPem());
+        log.use(config);
+    }
 
     // Starts the server, and makes it the configured one.
-    void serve(support::HostileServer::Handler handler);
+    void serve(support::HostileServer::Handler handler) {
+        server = std::make_unique<support::HostileServer>(std::move(handler));
+        config.server = server->url("/lumo");
+        log.use(config);
+    }
+
     // A signed package with one block of noise of this size.
-    support::PackageBuilder packageOf(std::size_t bytes, const std::string& version = "2.0") const;
-    // Opens it with waits of no length, and checks what holds for every outcome: progress never falls and
-    // ends with 100 % only on success, and nothing is left in the state directory.
-    Opened open(const std::string& url, const std::optional<std::string>& type = std::nullopt);
+    support::PackageBuilder packageOf(std::size_t bytes, const std::string& version = "2.0") const {
+        return support::PackageBuilder().device("BOX").version(version).key(key).block("rootfs",
+                                                                                       support::noise(bytes));
+    }
+
+    // Opens it with waits of no length, and checks what holds for every outcome.
+    Opened open(const std::string& url) {
+        Opened opened;
+        try {
+            opened.package = openPackage(
+                url, config, std::nullopt, timeoutSeconds,
+                [&](STBFirmwareFile::CurrentOperation operation, auto total, auto done, double percent) {
+                    opened.steps.push_back({operation, total, done, percent});
+                    if (onProgress) {
+                        onProgress(opened.steps.back());
+                    }
+                },
+                [&](int seconds) { opened.pauses.push_back(seconds); });
+        } catch (const FirmwareError& error) {
+            opened.result = static_cast<int>(error.result());
+            opened.error = error.what();
+        }
+        expectOrderlyProgress(opened.steps, opened.package != nullptr);
+        EXPECT_EQ(opened.error.find_first_of("\r\n"), std::string::npos) << opened.error;
+        EXPECT_TRUE(!std::filesystem::exists(config.stateDir) || std::filesystem::is_empty(config.stateDir));
+        return opened;
+    }
 
     support::TempDir folder;
     support::LogCapture log;
@@ -58,8 +126,5 @@ protected:
     // Called on each report of progress while a package is opened.
     std::function<void(const Step&)> onProgress;
 };
-
-// Fails the test unless the steps are those of a package that was opened, or not.
-void expectOrderlyProgress(const std::vector<Step>& steps, bool opened);
 
 } // namespace lumo::tests
