@@ -7,13 +7,14 @@
 #include "platform/linux/firmware/PackageVerifier.h"
 #include "tests/support/TempDir.h"
 
-namespace {
-
-// Turns a dump in the form of hexdump -C back into bytes: "*" stands for repetitions of the line before it.
-std::string bytesOfDump(std::istream& lines) {
+// The page on the format shows a package, as hexdump -C does ("*" stands for repetitions of the line before
+// it), and the key that signed it.
+TEST(DocumentedExampleTest, IsAGoodPackage) {
+    const std::string page = support::readFile(LUMO_SOURCE_DIR "/docs/package-format.md");
+    std::istringstream lines(page.substr(page.find("    00000000  4c 55")));
     std::string bytes;
     std::string lastLine;
-    for (std::string line; std::getline(lines, line);) {
+    for (std::string line; std::getline(lines, line) && line.starts_with("    ");) {
         std::istringstream words(line);
         std::size_t offset = 0;
         if (!(words >> std::hex >> offset)) {
@@ -22,44 +23,25 @@ std::string bytesOfDump(std::istream& lines) {
         while (bytes.size() < offset && !lastLine.empty()) {
             bytes += lastLine;
         }
-        if (bytes.size() != offset) {
-            ADD_FAILURE() << "the dump has a gap at " << offset;
-            return "";
-        }
+        ASSERT_EQ(bytes.size(), offset) << "the dump has a gap";
         lastLine.clear();
         for (unsigned value = 0; words >> std::hex >> value;) {
             lastLine += static_cast<char>(value);
         }
         bytes += lastLine;
     }
-    return bytes;
-}
 
-std::string between(const std::string& text, const std::string& begin, const std::string& end) {
-    const auto from = text.find(begin);
-    const auto to = text.find(end, from);
-    return from == std::string::npos || to == std::string::npos ? ""
-                                                                : text.substr(from, to - from + end.size());
-}
-
-// The page on the format shows a package and the key that signed it.
-TEST(DocumentedExampleTest, IsAGoodPackage) {
-    const std::string page = support::readFile(LUMO_SOURCE_DIR "/docs/package-format.md");
-    std::istringstream dump(between(page, "    00000000  4c 55", "    0000200f"));
-    const std::string bytes = bytesOfDump(dump);
-
-    support::TempDir dir;
-    std::istringstream pem(between(page, "-----BEGIN PUBLIC KEY-----", "-----END PUBLIC KEY-----"));
-    std::string unindented;
-    for (std::string line; std::getline(pem >> std::ws, line);) {
-        unindented += line + "\n";
+    const support::TempDir dir;
+    std::istringstream indented(page.substr(page.find("-----BEGIN PUBLIC KEY-----")));
+    std::string pem;
+    for (std::string line; !pem.ends_with("-----END PUBLIC KEY-----\n") && indented >> std::ws;) {
+        std::getline(indented, line);
+        pem += line + "\n";
     }
-    support::writeFile(dir.file("key.pem"), unindented);
+    support::writeFile(dir.file("key.pem"), pem);
 
     lumo::PackageVerifier verifier({"LUMO-SIM", "default", {lumo::PublicKey::load(dir.file("key.pem"))}});
     verifier.feed(std::as_bytes(std::span(bytes)));
     verifier.finish();
     EXPECT_EQ(verifier.manifest()->version, "2.0");
 }
-
-} // namespace

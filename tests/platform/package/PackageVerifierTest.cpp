@@ -23,18 +23,11 @@ using When = PackageBuilder::When;
 constexpr auto zstd = PackageBuilder::Compression::Zstd;
 constexpr auto none = PackageBuilder::Compression::None;
 
-const lumo::PrivateKey& deviceKey() {
-    static const lumo::PrivateKey key = lumo::PrivateKey::generate();
-    return key;
-}
-
-const lumo::PrivateKey& strangersKey() {
-    static const lumo::PrivateKey key = lumo::PrivateKey::generate();
-    return key;
-}
+const lumo::PrivateKey deviceKey = lumo::PrivateKey::generate();
+const lumo::PrivateKey strangersKey = lumo::PrivateKey::generate();
 
 PackagePolicy strict() {
-    return {"LUMO-SIM", "default", {deviceKey().publicKey()}};
+    return {"LUMO-SIM", "default", {deviceKey.publicKey()}};
 }
 
 PackagePolicy lenient() {
@@ -78,45 +71,32 @@ Verdict verdictOn(const std::string& package, const PackagePolicy& policy, std::
 // One of each: a compressed block, a plain one, a script; three stretches of padding.
 PackageBuilder smallPackage() {
     return PackageBuilder()
-        .key(deviceKey())
+        .key(deviceKey)
         .block("kernel", noise(100))
         .block("rootfs", std::string(3000, 'r') + noise(50), "disk", zstd)
         .script(When::After, "true\n");
 }
 
-std::string decodedBlock(PackageVerifier& verifier, std::size_t index) {
-    const auto decoded = verifier.takeDecoded();
-    const auto bytes = decoded.at(index)->bytes();
-    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
 TEST(PackageVerifierTest, ReadsAGoodPackageInPiecesOfAnySize) {
-    const std::string package = smallPackage().block("empty", "").block("nothing", "", "", zstd).build();
-    for (const std::size_t piece : {std::size_t(1), std::size_t(7), std::size_t(4096), package.size()}) {
+    const std::string text = std::string(1 << 20, 't') + noise(300000);
+    const std::string package =
+        smallPackage().block("a", text, "", zstd).block("b", "").block("c", "", "", zstd).build();
+    PackagePolicy dropping = strict();
+    dropping.keepDecoded = false;
+    dropping.maxDecodedBytes = 0;
+    for (const std::size_t piece : {std::size_t(1), std::size_t(4096), package.size()}) {
         PackageVerifier verifier(strict());
         verifier.feed(bytesOf(package).first(package.size() - 1));
         verifier.restart();
         EXPECT_EQ(verifier.manifest(), nullptr);
         feedInPieces(verifier, package, piece);
-        EXPECT_EQ(verifier.signer(), deviceKey().publicKey().id());
+        EXPECT_EQ(verifier.signer(), deviceKey.publicKey().id());
         EXPECT_EQ(verifier.expectedSize(), package.size());
-        EXPECT_EQ(verifier.position(), package.size());
-        ASSERT_EQ(verifier.manifest()->blocks.size(), 4U);
-        EXPECT_EQ(decodedBlock(verifier, 3), std::string(3000, 'r') + noise(50));
-    }
-}
-
-TEST(PackageVerifierTest, ChecksCompressedBlocksWithoutKeepingThem) {
-    PackagePolicy policy = lenient();
-    policy.keepDecoded = false;
-    policy.maxDecodedBytes = 0;
-    const std::string text = noise(1000) + std::string(1 << 20, 't') + noise(300000, 2);
-    const std::string package =
-        PackageBuilder().block("disk", text, "", zstd).block("nil", "", "", zstd).build();
-    for (const std::size_t piece : {std::size_t(1), std::size_t(4096), package.size()}) {
-        PackageVerifier verifier(policy);
-        feedInPieces(verifier, package, piece);
-        EXPECT_TRUE(verifier.takeDecoded().empty());
+        ASSERT_EQ(verifier.manifest()->blocks.size(), 5U);
+        const auto decoded = verifier.takeDecoded();
+        const auto bytes = decoded.at(0)->bytes();
+        EXPECT_TRUE(std::ranges::equal(bytes, bytesOf(text)));
+        EXPECT_EQ(verdictOn(package, dropping, piece), Verdict{});
     }
 }
 
@@ -211,37 +191,34 @@ TEST(PackageVerifierTest, RefusesDamagedHeaders) {
 
 TEST(PackageVerifierTest, RefusesPackagesByStrangers) {
     const std::string good = smallPackage().build();
+    const std::string stranger = smallPackage().key(strangersKey).build();
     const std::string unsignedPackage = PackageBuilder().block("kernel", "k").build();
+    const std::string scripted = PackageBuilder().block("kernel", "k").script(When::Before, "true").build();
     PackagePolicy lenientWithKey = strict();
     lenientWithKey.allowUnsigned = true;
     const auto bad = OpenResult::BadSignature;
     expectRefusals({
         {unsignedPackage, strict(), bad, "the package is not signed, and only signed ones are accepted"},
-        {smallPackage().key(strangersKey()).build(), strict(), bad, "not by any of the 1 accepted keys"},
-        {smallPackage().key(strangersKey()).build(), lenientWithKey, bad,
-         "not by any of the 1 accepted keys"},
+        {stranger, strict(), bad, "not by any of the 1 accepted keys"},
+        {stranger, lenientWithKey, bad, "not by any of the 1 accepted keys"},
         {poked(good, 16, little32(0)), strict(), bad, "the package is not signed"},
-        {PackageBuilder().block("kernel", "k").script(When::Before, "true").build(), lenient(), bad,
-         "the package holds scripts, but is not signed"},
+        {scripted, lenient(), bad, "the package holds scripts, but is not signed"},
         {good, lenient(), bad, "the package holds scripts, but is not signed by an accepted key"},
     });
-    EXPECT_EQ(verdictOn(unsignedPackage, lenient()), Verdict{});
-    EXPECT_EQ(verdictOn(unsignedPackage, lenientWithKey), Verdict{});
     PackagePolicy twoKeys = strict();
-    twoKeys.keys.push_back(strangersKey().publicKey());
-    EXPECT_EQ(verdictOn(good, twoKeys), Verdict{});
-    EXPECT_EQ(verdictOn(smallPackage().key(strangersKey()).build(), twoKeys), Verdict{});
-}
+    twoKeys.keys.push_back(strangersKey.publicKey());
+    for (const PackageBuilder& package : {smallPackage(), smallPackage().key(strangersKey)}) {
+        EXPECT_EQ(verdictOn(package.build(), twoKeys), Verdict{});
+    }
+    EXPECT_EQ(verdictOn(unsignedPackage, lenientWithKey), Verdict{});
 
-TEST(PackageVerifierTest, ShowsPackagesOfUnknownSignersOnlyWhenAskedTo) {
-    PackagePolicy policy = lenient();
-    policy.ignoreSignatures = true;
-    PackageVerifier verifier(policy);
-    feedInPieces(verifier, smallPackage().key(strangersKey()).build(), 4096);
+    PackagePolicy showing = lenient(); // packages of unknown signers, but never their scripts
+    showing.ignoreSignatures = true;
+    PackageVerifier verifier(showing);
+    feedInPieces(verifier, smallPackage().key(strangersKey).build(), 4096);
     EXPECT_TRUE(verifier.isSigned());
     EXPECT_EQ(verifier.signer(), "");
-    const std::string scripted = PackageBuilder().block("kernel", "k").script(When::Before, "true").build();
-    EXPECT_EQ(verdictOn(scripted, policy).result, OpenResult::BadSignature);
+    EXPECT_EQ(verdictOn(scripted, showing).result, bad);
 }
 
 TEST(PackageVerifierTest, RefusesWhatIsNotForThisDevice) {
@@ -270,13 +247,10 @@ TEST(PackageVerifierTest, RefusesSignedManifestsThatBreakTheFormat) {
     const std::string at = "\"offset\":" + std::to_string(smallPackage().manifest().blocks[1].payload.offset);
     const auto notAPackage = OpenResult::NotAPackage;
     expectRefusals({
-        {edited("{", "["), strict(), notAPackage, "bad manifest: parse error"},
         {edited("\"name\":\"kernel\"", "\"name\":\"../../x\""), strict(), notAPackage,
          "bad manifest: blocks[0].name is not a valid name"},
         {edited(at, "\"offset\":4096"), strict(), notAPackage, "the payload at offset 4096 overlaps"},
-        {edited(at, "\"offset\":0"), strict(), notAPackage, "blocks[1].offset must be a whole number from"},
         {edited(at, "\"offset\":1099511627776"), strict(), OpenResult::Damaged, "the padding byte at"},
-        {edited("\"size\":100,", "\"size\":99999999999,"), strict(), notAPackage, "blocks[0].size must be"},
     });
 }
 
@@ -296,42 +270,46 @@ TEST(PackageVerifierTest, RefusesDamagedPayloads) {
     const std::string text(200000, 'x');
     const std::string frame = zstdFrame(text);
     const std::string bomb = zstdFrame(std::string(8 << 20, '\0'));
-    const auto raw = [](const std::string& stored, const std::string& content) {
-        return PackageBuilder().rawBlock("disk", stored, content, zstd).build();
-    };
-    const std::string plain = PackageBuilder().block("disk", text).build();
-    const auto damaged = OpenResult::Damaged;
-    expectRefusals({
-        {plain + '\0', lenient(), damaged, "goes on behind its end at 204096 bytes"},
-        {PackageBuilder().rawBlock("disk", "one", "two", none).build(), lenient(), damaged,
-         "block disk has the SHA-256 7692c3ad3540bb803c020b3aee66cd8887123234ea0c6e7143c0add73ff431ed, and"},
-        {raw(frame, text.substr(1) + 'y'), lenient(), damaged, "block disk has the SHA-256"},
-        {PackageBuilder()
-             .rawBlock("disk", zstdFrame(text, 20), text, zstd)
-             .editManifest([&](std::string& manifest) {
-                 const std::string stored = lumo::toHex(lumo::sha256(bytesOf(zstdFrame(text, 20))));
-                 manifest.replace(manifest.find(stored), stored.size(), std::string(64, '0'));
-             })
-             .build(),
-         lenient(), damaged, "block disk in its compressed form has the SHA-256"},
-        {raw(bomb, "tiny"), lenient(), damaged, "decodes to more than the 4 bytes the manifest gives it"},
-        {raw(bomb, ""), lenient(), damaged, "decodes to more than the 0 bytes the manifest gives it"},
-        {raw(frame, text + "y"), lenient(), damaged,
-         "decodes to 200000 bytes, and the manifest gives it 200001"},
-        {raw(frame.substr(0, frame.size() - 1), text), lenient(), damaged, "and then breaks off"},
-        {raw("", ""), lenient(), damaged, "decodes to 0 bytes and then breaks off"},
-        {raw(frame + "x", text), lenient(), damaged, "bytes behind its compressed data"},
-        {raw("not zstd at all", text), lenient(), damaged, "does not decode: not a zstd frame"},
-        {raw(std::string("\x50\x2a\x4d\x18\0\0\0\0", 8) + frame, text), lenient(), damaged,
-         "not a zstd frame"},
-        {raw(zstdFrame(text, 24), text), lenient(), damaged,
-         "does not decode: Frame requires too much memory"},
-    });
-    EXPECT_EQ(verdictOn(raw(zstdFrame(text, 23), text), lenient()), Verdict{});
-
     const std::string zeros(9 << 20, '\0');
-    expectRefusals({{raw(singleSegmentFrame(9 << 20), zeros), lenient(), damaged, "too much memory"}});
-    EXPECT_EQ(verdictOn(raw(singleSegmentFrame(8 << 20), zeros.substr(1 << 20)), lenient()), Verdict{});
+    const std::string plain = PackageBuilder().block("disk", text).build();
+    const auto raw = [](const std::string& stored, const std::string& content, auto compression) {
+        return PackageBuilder().rawBlock("disk", stored, content, compression);
+    };
+    const std::string storedHash = lumo::toHex(lumo::sha256(bytesOf(frame)));
+    const std::string otherHash =
+        raw(frame, text, zstd)
+            .editManifest([&](std::string& manifest) {
+                manifest.replace(manifest.find(storedHash), 64, std::string(64, '0'));
+            })
+            .build();
+    const std::string skippable = std::string("\x50\x2a\x4d\x18\0\0\0\0", 8);
+    const std::vector<std::pair<PackageBuilder, const char*>> payloads = {
+        {raw("one", "two", none),
+         "block disk has the SHA-256 7692c3ad3540bb803c020b3aee66cd8887123234ea0c6e"},
+        {raw(frame, text.substr(1) + 'y', zstd), "block disk has the SHA-256"},
+        {raw(bomb, "tiny", zstd), "decodes to more than the 4 bytes the manifest gives it"},
+        {raw(bomb, "", zstd), "decodes to more than the 0 bytes the manifest gives it"},
+        {raw(frame, text + "y", zstd), "decodes to 200000 bytes, and the manifest gives it 200001"},
+        {raw(frame.substr(0, frame.size() - 1), text, zstd), "and then breaks off"},
+        {raw("", "", zstd), "decodes to 0 bytes and then breaks off"},
+        {raw(frame + "x", text, zstd), "bytes behind its compressed data"},
+        {raw("not zstd at all", text, zstd), "does not decode: not a zstd frame"},
+        {raw(skippable + frame, text, zstd), "not a zstd frame"},
+        {raw(zstdFrame(text, 24), text, zstd), "does not decode: Frame requires too much memory"},
+        {raw(singleSegmentFrame(9 << 20), zeros, zstd), "too much memory"},
+    };
+    const auto damaged = OpenResult::Damaged;
+    std::vector<Damage> table = {
+        {plain + '\0', lenient(), damaged, "goes on behind its end at 204096 bytes"},
+        {otherHash, lenient(), damaged, "block disk in its compressed form has the SHA-256"},
+    };
+    for (const auto& [package, message] : payloads) {
+        table.push_back({package.build(), lenient(), damaged, message});
+    }
+    expectRefusals(table);
+    EXPECT_EQ(verdictOn(raw(zstdFrame(text, 23), text, zstd).build(), lenient()), Verdict{});
+    EXPECT_EQ(verdictOn(raw(singleSegmentFrame(8 << 20), zeros.substr(1 << 20), zstd).build(), lenient()),
+              Verdict{});
 }
 
 } // namespace
