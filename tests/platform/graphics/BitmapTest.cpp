@@ -32,7 +32,7 @@ protected:
     }
 
     // A picture of four quarters: red, green, blue, white.
-    static std::string jpeg(unsigned int width, unsigned int height, bool progressive) {
+    static std::string jpeg(unsigned int width, unsigned int height) {
         jpeg_compress_struct jpeg{};
         jpeg_error_mgr errors;
         jpeg.err = jpeg_std_error(&errors);
@@ -45,9 +45,6 @@ protected:
         jpeg.input_components = 3;
         jpeg.in_color_space = JCS_RGB;
         jpeg_set_defaults(&jpeg);
-        if (progressive) {
-            jpeg_simple_progression(&jpeg);
-        }
         jpeg_start_compress(&jpeg, TRUE);
         std::vector<unsigned char> row(width * 3);
         for (unsigned int y = 0; y < height; ++y) {
@@ -130,22 +127,17 @@ TEST_F(BitmapTest, LargePicturesAreScaledDownToFit) {
     EXPECT_THAT(pixel(*bitmap, 4, 1), testing::ElementsAre(200, 0, 0, 128));
     EXPECT_THAT(pixel(*bitmap, 5, 1), testing::ElementsAre(200, 0, 0, 255));
 
-    for (const bool progressive : {false, true}) {
-        const auto photo = decode(jpeg(3000, 1000, progressive), {600, 600});
-        ASSERT_TRUE(photo);
-        EXPECT_EQ(photo->getWidth(), 600);
-        EXPECT_EQ(photo->getHeight(), 200);
-        EXPECT_EQ(photo->getPixelFormat(), STB_PIXEL_RGBA8888_OPAQUE);
-        const auto near = [](int r, int g, int b) {
-            return testing::Pointwise(testing::Truly([](const std::tuple<int, int>& both) {
-                                          return std::abs(std::get<0>(both) - std::get<1>(both)) <= 3;
-                                      }),
-                                      std::vector<int>{r, g, b, 255});
-        };
-        EXPECT_THAT(pixel(*photo, 100, 50), near(255, 0, 0));
-        EXPECT_THAT(pixel(*photo, 500, 50), near(0, 255, 0));
-        EXPECT_THAT(pixel(*photo, 100, 150), near(0, 0, 255));
-        EXPECT_THAT(pixel(*photo, 500, 150), near(255, 255, 255));
+    const auto photo = decode(jpeg(3000, 1000), {600, 600});
+    ASSERT_TRUE(photo);
+    EXPECT_EQ(photo->getWidth(), 600);
+    EXPECT_EQ(photo->getHeight(), 200);
+    EXPECT_EQ(photo->getPixelFormat(), STB_PIXEL_RGBA8888_OPAQUE);
+    const std::vector<int> quarters[] = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 255}};
+    for (int i = 0; i < 4; ++i) {
+        const std::vector<int> found = pixel(*photo, i % 2 == 0 ? 100 : 500, i < 2 ? 50 : 150);
+        for (std::size_t channel = 0; channel < 3; ++channel) {
+            EXPECT_NEAR(found[channel], quarters[i][channel], 3) << i;
+        }
     }
 }
 
@@ -156,7 +148,7 @@ TEST_F(BitmapTest, WhatIsNoWholePictureIsRefusedWithALine) {
     const std::string picture = png(Bytes(400, 7), 10, 10, STB_PIXEL_RGBA8888);
     std::string flipped = picture;
     flipped[flipped.size() / 2] = static_cast<char>(flipped[flipped.size() / 2] ^ 1);
-    const std::string photo = jpeg(64, 64, false);
+    const std::string photo = jpeg(64, 64);
     const std::pair<std::string, const char*> cases[] = {
         {"", "neither a PNG nor a JPEG"},
         {"GIF89a", "neither a PNG nor a JPEG"},

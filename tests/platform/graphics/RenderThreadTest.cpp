@@ -1,13 +1,14 @@
-// The platform's graphics as the program sees it, with a real OpenGL ES that draws into memory.
+// The platform's graphics as the program sees it, with a real OpenGL ES that draws into memory; and what
+// becomes of outputs that fail and of frames that come too fast.
 
 #include <GLES2/gl2.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <condition_variable>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 
 #include "platform/STBDisplay.h"
@@ -15,6 +16,8 @@
 #include "platform/STBGraphicsInterface.h"
 #include "platform/STBResourseHolder.h"
 #include "platform/STBSurfaceInterface.h"
+#include "platform/linux/graphics/FrameKeeper.h"
+#include "platform/linux/graphics/GlEs20Service.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/PngPicture.h"
 #include "tests/support/TempDir.h"
@@ -24,49 +27,36 @@ namespace {
 
 namespace fs = std::filesystem;
 using support::PngPicture;
-using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::StartsWith;
 
-// Fills the left half of the screen, and remembers what was asked of it.
-class HalfRenderer final : public STBGraphicsGlEs20Interface::FrameRenderer {
+// Remembers what was asked of it, and that one thread asked; what a frame is made of is up to the test.
+class Recorder final : public STBGraphicsGlEs20Interface::FrameRenderer {
 public:
-    HalfRenderer(STBGraphicsGlEs20Interface& gl, float red, int answer)
-        : _gl(gl), _red(red), _answer(answer) {}
+    explicit Recorder(std::function<int()> frame = [] { return 0; }) : _frame(std::move(frame)) {}
 
     void onStartRendering() override { note("start"); }
 
     void onStopRendering() override { note("stop"); }
 
     int onFrameRender() override {
-        EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
-        int width = 0;
-        int height = 0;
-        EXPECT_TRUE(_gl.getFrameBufferDimensions(width, height));
-        _gl.prepareOutput();
-        glDisable(GL_SCISSOR_TEST);
-        glClearColor(0, 0, 0, 0);
-        glClear(GL_COLOR_BUFFER_BIT);
-        glEnable(GL_SCISSOR_TEST);
-        glScissor(0, 0, width / 2, height);
-        glClearColor(_red, 1, 0, 0.5F);
-        glClear(GL_COLOR_BUFFER_BIT);
+        const int answer = _frame();
         note("frame");
-        return _answer;
+        return answer;
     }
 
-    // What was called on how many threads, frames counted once.
+    // Waits for so many of them.
+    void wait(const char* call, int count) {
+        std::unique_lock lock(_mutex);
+        _changed.wait(lock, [&] { return std::count(_calls.begin(), _calls.end(), call) >= count; });
+    }
+
+    // Frames in a row counted once.
     std::vector<std::string> calls() const {
         const std::lock_guard lock(_mutex);
         std::vector<std::string> calls = _calls;
         calls.erase(std::unique(calls.begin(), calls.end()), calls.end());
         return calls;
-    }
-
-    void waitForFrames(int count) {
-        std::unique_lock lock(_mutex);
-        _changed.wait(lock, [&] { return std::count(_calls.begin(), _calls.end(), "frame") >= count; });
     }
 
 private:
@@ -78,9 +68,7 @@ private:
         _changed.notify_all();
     }
 
-    STBGraphicsGlEs20Interface& _gl;
-    const float _red;
-    const int _answer;
+    const std::function<int()> _frame;
     mutable std::mutex _mutex;
     std::condition_variable _changed;
     std::vector<std::string> _calls;
@@ -107,6 +95,26 @@ protected:
 
     static STBGraphicsGlEs20Interface& gl() { return *STBResourseHolder::getSTBGraphics()->getGlEs20(); }
 
+    // Fills the left half of the screen.
+    static std::function<int()> half(float red, int answer = 0) {
+        return [red, answer] {
+            EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+            int width = 0;
+            int height = 0;
+            EXPECT_TRUE(gl().getFrameBufferDimensions(width, height));
+            gl().prepareOutput();
+            glDisable(GL_SCISSOR_TEST);
+            glClearColor(0, 0, 0, 0);
+            glClear(GL_COLOR_BUFFER_BIT);
+            glEnable(GL_SCISSOR_TEST);
+            glScissor(0, 0, width / 2, height);
+            glClearColor(red, 1, 0, 0.5F);
+            glClear(GL_COLOR_BUFFER_BIT);
+            return answer;
+        };
+    }
+
+    // Pictures of what was shown, in their order.
     std::vector<fs::path> frames() const {
         std::vector<fs::path> files;
         for (const auto& entry : fs::directory_iterator(_folder.file("frames"))) {
@@ -117,9 +125,9 @@ protected:
     }
 
     // Draws a few frames, and leaves out the first one, which alone may be seen half done by a fault.
-    void draw(HalfRenderer& renderer) {
+    static void draw(Recorder& renderer) {
         ASSERT_TRUE(gl().registerFrameRenderer(&renderer));
-        renderer.waitForFrames(3);
+        renderer.wait("frame", 3);
         gl().unregisterFrameRenderer(&renderer);
         EXPECT_THAT(renderer.calls(), ElementsAre("start", "frame", "stop"));
     }
@@ -129,10 +137,10 @@ protected:
 };
 
 TEST_F(RenderThreadTest, KeepsWhatIsDrawnAndStartsAgain) {
-    ASSERT_TRUE(bringUp());
     std::size_t kept = 0;
-    for (const float red : {1.0F, 0.0F}) {
-        HalfRenderer renderer(gl(), red, 0);
+    for (const float red : {1.0F, 0.0F, 1.0F}) {
+        ASSERT_TRUE(bringUp());
+        Recorder renderer(half(red));
         draw(renderer);
         const std::vector<fs::path> files = frames();
         EXPECT_GE(files.size(), kept + 3);
@@ -141,92 +149,68 @@ TEST_F(RenderThreadTest, KeepsWhatIsDrawnAndStartsAgain) {
         ASSERT_EQ(picture.width * 1000 + picture.height, 64032);
         EXPECT_EQ(picture.at(31, 31), red > 0 ? 0xFFFFFF00 : 0xFF00FF00);
         EXPECT_EQ(picture.at(32, 0), 0xFF000000);
+        if (red == 0) { // once without, once with all of the platform anew
+            STBResourseHolder::uninitialize();
+            EXPECT_EQ(STBResourseHolder::getSTBGraphics(), nullptr);
+        }
     }
-    STBResourseHolder::uninitialize();
-    EXPECT_EQ(STBResourseHolder::getSTBGraphics(), nullptr);
-    ASSERT_TRUE(bringUp());
-    HalfRenderer renderer(gl(), 1, 0);
-    draw(renderer);
-    EXPECT_GE(frames().size(), kept + 3);
 }
 
 TEST_F(RenderThreadTest, RefusesASecondRendererAndStopsTheFirstWithTheScreen) {
     ASSERT_TRUE(bringUp());
-    HalfRenderer first(gl(), 1, 0);
-    HalfRenderer second(gl(), 0, 0);
+    Recorder first(half(1));
+    Recorder second(half(0));
     ASSERT_TRUE(gl().registerFrameRenderer(&first));
     EXPECT_FALSE(gl().registerFrameRenderer(&second));
     EXPECT_THAT(_log.takeProblem(), HasSubstr("registered already"));
     gl().unregisterFrameRenderer(&second);
-    first.waitForFrames(2);
+    first.wait("frame", 2);
     STBResourseHolder::uninitialize();
     EXPECT_THAT(first.calls(), ElementsAre("start", "frame", "stop"));
     EXPECT_THAT(second.calls(), ElementsAre());
 }
 
-TEST_F(RenderThreadTest, ShowsNoFrameThatIsNotFinal) {
+TEST_F(RenderThreadTest, ShowsNoFrameThatIsNotFinalOrWhileThePictureIsOff) {
     ASSERT_TRUE(bringUp());
-    HalfRenderer renderer(gl(), 1, -5);
-    draw(renderer);
-    EXPECT_THAT(frames(), ElementsAre());
-}
-
-TEST_F(RenderThreadTest, SwitchingThePictureOffAndOnAsksForARedraw) {
-    ASSERT_TRUE(bringUp());
+    Recorder unfinished(half(1, -5));
+    draw(unfinished);
     STBDisplay& display = *STBResourseHolder::getSTBDisplay();
     STBOutputSettings settings = display.getOutputSettings();
     const int before = gl().getDisplayState();
     settings.hdVisible = false;
     EXPECT_TRUE(display.setOutputSettings(settings));
     EXPECT_EQ(gl().getDisplayState(), -2);
-    HalfRenderer renderer(gl(), 1, 0);
-    draw(renderer);
+    Recorder unseen(half(1));
+    draw(unseen);
     EXPECT_THAT(frames(), ElementsAre());
     settings.hdVisible = true;
     EXPECT_TRUE(display.setOutputSettings(settings));
-    EXPECT_NE(gl().getDisplayState(), before);
+    EXPECT_NE(gl().getDisplayState(), before) << "does not ask for a redraw";
     EXPECT_NE(gl().getDisplayState(), -2);
     settings.sdEnabled = true;
     EXPECT_FALSE(display.setOutputSettings(settings));
-    EXPECT_FALSE(display.getOutputSettings().sdEnabled);
     EXPECT_THAT(_log.takeProblem(), HasSubstr("no SD output"));
 }
 
 TEST_F(RenderThreadTest, LogsWhatTheShaderCompilerSays) {
-    class Loader final : public STBGraphicsGlEs20Interface::FrameRenderer {
-    public:
-        Loader(STBGraphicsGlEs20Interface& gl, const support::TempDir& folder) : _gl(gl), _folder(folder) {}
-
-        void onStartRendering() override {
-            const std::string url = "file://" + _folder.path().string();
-            for (const char* name : {"/good.frag", "/bad.frag", "/missing.frag"}) {
-                shaders.push_back(_gl.loadShader(url + name, GL_FRAGMENT_SHADER));
-            }
-            shaders.push_back(_gl.loadShader("http://127.0.0.1/good.frag", GL_FRAGMENT_SHADER));
-        }
-
-        void onStopRendering() override {}
-
-        int onFrameRender() override { return -5; }
-
-        std::vector<unsigned> shaders;
-
-    private:
-        STBGraphicsGlEs20Interface& _gl;
-        const support::TempDir& _folder;
-    };
-
     support::writeFile(_folder.file("good.frag"), "void main() { gl_FragColor = vec4(1.0); }");
     support::writeFile(_folder.file("bad.frag"), "void main() { gl_FragColor = misspelt; }");
     ASSERT_TRUE(bringUp());
-    Loader loader(gl(), _folder);
-    ASSERT_TRUE(gl().registerFrameRenderer(&loader));
-    gl().unregisterFrameRenderer(&loader);
-    EXPECT_THAT(loader.shaders, ElementsAre(::testing::Ne(0u), 0u, 0u, 0u));
+    std::vector<bool> loaded;
+    Recorder loader([&] {
+        const std::string folder = "file://" + _folder.path().string();
+        for (const std::string& url : {folder + "/good.frag", folder + "/bad.frag", folder + "/missing.frag",
+                                       std::string("http://127.0.0.1/good.frag")}) {
+            loaded.push_back(gl().loadShader(url, GL_FRAGMENT_SHADER) != 0);
+        }
+        return -5;
+    });
+    draw(loader);
+    ASSERT_GE(loaded.size(), 4u);
+    EXPECT_THAT(std::vector<bool>(loaded.begin(), loaded.begin() + 4),
+                ElementsAre(true, false, false, false));
     const std::vector<std::string> problems = _log.takeProblems();
-    ASSERT_GE(problems.size(), 3u);
-    EXPECT_THAT(problems.front(), AllOf(HasSubstr("bad.frag"), HasSubstr("misspelt")));
-    EXPECT_THAT(problems[problems.size() - 2], HasSubstr("missing.frag"));
+    EXPECT_THAT(problems.front(), ::testing::AllOf(HasSubstr("bad.frag"), HasSubstr("misspelt")));
     EXPECT_THAT(problems.back(), HasSubstr("http://127.0.0.1/good.frag"));
 }
 
@@ -251,24 +235,86 @@ TEST_F(RenderThreadTest, ShowsASurfaceStretchedOverTheScreen) {
 
 TEST_F(RenderThreadTest, SaysWhatIsMissing) {
     support::writeFile(_folder.file("file"), "");
+    configure("headless", _folder.file("file"));
+    EXPECT_FALSE(bringUp());
+    EXPECT_THAT(_log.takeProblem(), HasSubstr("No display: pictures of the screen cannot be kept: "));
+    configure("window", "");
+    EXPECT_FALSE(bringUp());
+    EXPECT_THAT(_log.takeProblem(), HasSubstr("No display: the display \"window\" needs the SDL module: "));
+    EXPECT_EQ(STBResourseHolder::getSTBGraphics(), nullptr);
+    EXPECT_EQ(STBResourseHolder::getSTBDisplay(), nullptr);
+}
 
-    const struct {
-        const char* backend;
-        std::string frames;
-        const char* said;
-    } cases[] = {
-        {"none", "", "warning No display: the configuration's display.backend is \"none\""},
-        {"headless", _folder.file("file"), "error No display: pictures of the screen cannot be kept: "},
-        {"window", "", "error No display: the display \"window\" needs the SDL module: "},
-    };
+// Draws nothing; loses its context with the second frame, which it can replace once, and is gone with the
+// fourth.
+class FailingOutput final : public Output {
+public:
+    void open() override {}
 
-    for (const auto& [backend, frames, said] : cases) {
-        configure(backend, frames);
-        EXPECT_FALSE(bringUp()) << backend;
-        EXPECT_THAT(_log.takeProblem(), StartsWith(said));
-        EXPECT_EQ(STBResourseHolder::getSTBGraphics(), nullptr);
-        EXPECT_EQ(STBResourseHolder::getSTBDisplay(), nullptr);
+    void close() override {}
+
+    void makeContext() override {
+        if (_contexts-- == 0) {
+            throw std::runtime_error("no more contexts");
+        }
     }
+
+    void dropContext() override {}
+
+    Shown present() override {
+        ++_frames;
+        return _frames == 2 ? Shown::ContextLost : _frames == 4 ? Shown::Gone : Shown::Yes;
+    }
+
+    bool attend() override { return true; }
+
+    int damage() const override { return 0; }
+
+    Size size() const override { return {8, 8}; }
+
+    std::set<int> rates() const override { return {60}; }
+
+    void setRate(int) override {}
+
+private:
+    int _frames = 0;
+    int _contexts = 2;
+};
+
+TEST(OutputTest, StartsAgainWithANewContextAndStopsWhenThereIsNone) {
+    support::LogCapture log;
+    log.use(Config());
+    GlEs20Service service(std::make_unique<FailingOutput>(), nullptr);
+    Recorder renderer;
+    ASSERT_TRUE(service.registerFrameRenderer(&renderer));
+    renderer.wait("stop", 2);
+    service.unregisterFrameRenderer(&renderer);
+    EXPECT_THAT(renderer.calls(), ElementsAre("start", "frame", "stop", "start", "frame", "stop"));
+    EXPECT_THAT(log.takeProblems(), ElementsAre(HasSubstr("context was lost"), HasSubstr("display is gone")));
+    Recorder second;
+    EXPECT_FALSE(service.registerFrameRenderer(&second));
+    EXPECT_THAT(log.takeProblem(), HasSubstr("Nothing can be drawn: no more contexts"));
+    EXPECT_THAT(second.calls(), ElementsAre());
+}
+
+TEST(FrameKeeperTest, NeverLosesTheNewestAndKeepsNoMoreThanItMay) {
+    const support::TempDir folder;
+    support::writeFile(folder.file("frame-000041.png"), "an earlier one");
+    support::writeFile(folder.file("frame-x.png"), "not one of these");
+    {
+        FrameKeeper keeper(folder.path().string(), 3);
+        for (int i = 0; i <= 200; ++i) {
+            keeper.keep({1, 1, {static_cast<unsigned char>(i), 0, 0, 255}});
+        }
+    }
+    std::set<fs::path> files;
+    for (const auto& entry : fs::directory_iterator(folder.path())) {
+        files.insert(entry.path());
+    }
+    ASSERT_EQ(files.size(), 4u);
+    EXPECT_EQ(files.count(folder.path() / "frame-000041.png"), 0u);
+    EXPECT_EQ(files.count(folder.path() / "frame-x.png"), 1u);
+    EXPECT_EQ(support::readPng(*std::next(files.rbegin())).at(0, 0), 0xFFC80000);
 }
 
 } // namespace
