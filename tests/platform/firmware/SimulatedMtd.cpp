@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 namespace lumo {
 
@@ -92,15 +91,12 @@ int SimulatedMtd::ioctl(unsigned long request, void* argument) {
         return fail(EIO);
     }
     switch (request) {
-    case MEMGETINFO:
-        *static_cast<mtd_info_user*>(argument) = {_chip.type,
-                                                  _chip.flags,
-                                                  static_cast<std::uint32_t>(_chip.size),
-                                                  _chip.eraseSize,
-                                                  _chip.pageSize,
-                                                  0,
-                                                  0};
+    case MEMGETINFO: {
+        const auto size = static_cast<std::uint32_t>(_chip.size);
+        *static_cast<mtd_info_user*>(argument) = {_chip.type,     _chip.flags, size, _chip.eraseSize,
+                                                  _chip.pageSize, 0,           0};
         return 0;
+    }
     case MEMGETBADBLOCK:
     case MEMSETBADBLOCK: {
         if (!_chip.isNand()) {
@@ -120,12 +116,10 @@ int SimulatedMtd::ioctl(unsigned long request, void* argument) {
         return 0;
     case MEMERASE: {
         const auto* const info = static_cast<erase_info_user*>(argument);
-        _chip.eraseRequests.push_back(request);
         return erase(info->start, info->length);
     }
     case MEMERASE64: {
         const auto* const info = static_cast<erase_info_user64*>(argument);
-        _chip.eraseRequests.push_back(request);
         return erase(info->start, info->length);
     }
     default:
@@ -135,6 +129,7 @@ int SimulatedMtd::ioctl(unsigned long request, void* argument) {
 
 int SimulatedMtd::erase(std::uint64_t start, std::uint64_t length) {
     const std::uint64_t number = start / _chip.eraseSize;
+    ++_chip.erases;
     if (start % _chip.eraseSize != 0 || length != _chip.eraseSize || start + length > _chip.size) {
         return fail(EINVAL);
     }
@@ -189,16 +184,9 @@ ssize_t SimulatedMtd::pread(void* bytes, std::size_t length, std::uint64_t offse
     const auto count = static_cast<std::size_t>(
         std::min<std::uint64_t>({length, _chip.longestTransfer, _chip.size - std::min(_chip.size, offset)}));
     for (std::size_t done = 0; done < count;) {
-        const std::uint64_t number = (offset + done) / _chip.eraseSize;
+        const std::string content = _chip.contentOf((offset + done) / _chip.eraseSize);
         const auto at = static_cast<std::size_t>((offset + done) % _chip.eraseSize);
-        const std::size_t step = std::min(count - done, _chip.eraseSize - at);
-        const auto found = _chip.blocks.find(number);
-        if (found == _chip.blocks.end()) {
-            std::memset(static_cast<char*>(bytes) + done, 0xFF, step);
-        } else {
-            std::memcpy(static_cast<char*>(bytes) + done, found->second.data() + at, step);
-        }
-        done += step;
+        done += content.copy(static_cast<char*>(bytes) + done, count - done, at);
     }
     for (const std::set<std::uint64_t>* const pages : {&_chip.unreadablePages, &_chip.tornPages}) {
         _chip.eccFailures += static_cast<std::uint32_t>(
@@ -251,14 +239,11 @@ bool SimulatedMtd::writePage(const char* bytes, std::uint64_t offset) {
 
 std::size_t SimulatedMtd::writeBytes(const char* bytes, std::size_t length, std::uint64_t offset) {
     const auto done = static_cast<std::size_t>(draw(length));
-    for (std::size_t i = 0; i < std::min(done + 1, length);) {
-        std::string& content = block((offset + i) / _chip.eraseSize);
-        for (auto at = static_cast<std::size_t>((offset + i) % _chip.eraseSize);
-             at < _chip.eraseSize && i < std::min(done + 1, length); ++at, ++i) {
-            const int half = i < done ? 0 : static_cast<int>(_chip.power->dice(256));
-            content[at] = static_cast<char>(
-                (_chip.flags & MTD_NO_ERASE) != 0 ? bytes[i] : content[at] & (bytes[i] | half));
-        }
+    for (std::size_t i = 0; i < std::min(done + 1, length); ++i) {
+        const int half = i < done ? 0 : static_cast<int>(_chip.power->dice(256));
+        char& byte = block((offset + i) / _chip.eraseSize)[(offset + i) % _chip.eraseSize];
+        const bool isRam = (_chip.flags & MTD_NO_ERASE) != 0;
+        byte = static_cast<char>(isRam ? bytes[i] : byte & (bytes[i] | half));
     }
     stopWithoutPower();
     return length;

@@ -5,7 +5,6 @@
 #include <map>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "platform/linux/firmware/FlashMtdIo.h"
 #include "tests/platform/firmware/Power.h"
@@ -34,9 +33,9 @@ struct SimulatedChip {
 
     // The content of erase blocks that were ever written, by number.
     std::map<std::uint64_t, std::string> blocks;
-    std::set<std::uint64_t> writtenPages;     // since they were erased
-    std::set<std::uint64_t> tornPages;        // unreadable until they are erased
-    std::vector<unsigned long> eraseRequests; // MEMERASE or MEMERASE64
+    std::set<std::uint64_t> writtenPages; // since they were erased
+    std::set<std::uint64_t> tornPages;    // unreadable until they are erased
+    int erases = 0;                       // that were asked for
     std::uint32_t eccFailures = 0;
 
     bool isNand() const { return type == MTD_NANDFLASH || type == MTD_MLCNANDFLASH; }
