@@ -101,12 +101,20 @@ TEST_F(LumoFirmwareTest, ExplainsItselfAndAnswersWrongUsageWithTwo) {
         {"create -o x --block k=f@t", "signed with --key or made with --unsigned"},
         {"create -o x --block k=f@t --unsigned --key release.pem", "one of both"},
         {"create -o x --block k=f@t --unsigned --device D", "the package has no version"},
-        {"create -o x --block k=f --unsigned", "block \"k=f\": must be name=file@target"},
         {"create -o x d.json --block k=f@t --unsigned", "not from both"},
     };
     for (const auto& [arguments, message] : table) {
         expectFailure(tool(arguments), 2, message);
     }
+    for (const std::string option : {"", "kernel", "kernel=f", "f@t=k", "=f@t", "k=@t", "k=f@", "k=f@t:",
+                                     "k=f@t:gzip", "k=f@t:none:3", "k=f@t:zstd:", "k=f@t:zstd:3x"}) {
+        EXPECT_THROW(lumo::parseBlockOption(option), lumo::ToolError) << option;
+    }
+    for (const std::string option : {"", "now=f", "after=", "after=:5", "after=f:", "after=f:-1"}) {
+        EXPECT_THROW(lumo::parseScriptOption(option), lumo::ToolError) << option;
+    }
+    EXPECT_EQ(lumo::parseBlockOption("k=a=b@c:d.img@t:zstd:3").file, "a=b@c:d.img");
+    EXPECT_EQ(lumo::parseScriptOption("before=a:b.sh:7").file, "a:b.sh");
 }
 
 TEST_F(LumoFirmwareTest, MakesKeysThatOnlyTheirOwnerReads) {
@@ -154,10 +162,20 @@ TEST_F(LumoFirmwareTest, CreatesFromOptionsAndDescriptionsWhatItInspects) {
     EXPECT_THAT(table.out, HasSubstr("\n  kernel  kernel  boot    50000   50000   none         "));
     expectFailure(tool("inspect update.bin > /dev/full"), 1, "cannot write to standard output");
 
-    writeFile(_dir.file("d.json"), R"({"version": "1.0", "devices": ["A"],
-        "blocks": [{"name": "kernel", "file": "kernel.img", "target": "boot"}]})");
-    EXPECT_EQ(tool("create d.json --version 1.1 --unsigned -o update.bin").exitCode, 0);
-    EXPECT_EQ(nlohmann::json::parse(tool("inspect update.bin --json").out)["version"], "1.1");
+    std::filesystem::create_directory(_dir.file("below"));
+    writeFile(_dir.file("below/d.json"), R"({"version": "1.0", "type": "recovery", "devices": ["A"],
+        "blocks": [{"name": "a", "key": "10-a", "file": "../kernel.img", "target": "boot"},
+                   {"name": "b", "file": ")" +
+                                             _dir.file("rootfs.img") +
+                                             R"(", "target": "t", "compression": "zstd", "level": 19}],
+        "scripts": [{"when": "before", "file": "../run.sh", "timeout": 5}]})");
+    ASSERT_EQ(tool("create below/d.json --version 1.1 --key release.pem -o update.bin").exitCode, 0);
+    const auto described = nlohmann::json::parse(tool("inspect update.bin --json").out);
+    EXPECT_EQ(described["version"], "1.1");
+    EXPECT_EQ(described["type"], "recovery");
+    EXPECT_EQ(described["blocks"][0]["key"], "10-a");
+    EXPECT_EQ(described["blocks"][1]["compression"], "zstd");
+    EXPECT_EQ(described["scripts"][0]["timeout"], 5);
 }
 
 TEST_F(LumoFirmwareTest, RefusesWhatItCannotMakeAPackageOf) {
@@ -182,6 +200,20 @@ TEST_F(LumoFirmwareTest, RefusesWhatItCannotMakeAPackageOf) {
     };
     for (const auto& [arguments, message] : table) {
         expectFailure(tool("create " + arguments), 1, message);
+    }
+    const std::string block = R"({"blocks": [{"name": "a", "file": "a", "target": "a", )";
+    const std::pair<std::string, std::string> descriptions[] = {
+        {"", "parse error at line 1"},
+        {R"({"version": "1", "version": "2", "blocks": []})", R"(the key "version" stands twice)"},
+        {R"({"version": "1"})", "blocks is missing"},
+        {block + R"("size": 1}]})", "unknown key blocks[0].size"},
+        {block + R"("compression": "xz"}]})", R"(blocks[0].compression must be "none" or "zstd", not "xz")"},
+        {block + R"("compression": "zstd", "level": 20}]})", "blocks[0].level must be a whole number from 1"},
+        {block + R"("level": 3}]})", "blocks[0].level is for zstd only"},
+    };
+    for (const auto& [json, message] : descriptions) {
+        writeFile(_dir.file("d.json"), json);
+        expectFailure(tool("create d.json --unsigned -o server/u.bin"), 1, "d.json: " + message);
     }
     expectFailure(
         tool("create --version 2 --device D --block a=kernel.img@t --unsigned --script after=run.sh -o x"), 1,
