@@ -24,7 +24,6 @@ namespace fs = std::filesystem;
 using support::readFile;
 using support::TempDir;
 using support::writeFile;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using Operation = FlashError::Operation;
 
@@ -115,28 +114,6 @@ TEST(FlashMtdTest, NeverHandsOutWhatTheEccCouldNotCorrect) {
                 HasSubstr("cannot read 4096 bytes at 4096 of /dev/mtd9: 1 errors that the ECC"));
 }
 
-TEST(FlashMtdTest, SetsWornBlocksAside) {
-    SimulatedChip chip = nand(6);
-    chip.badBlocks = {0};
-    chip.wornBlocks = {2, 3};
-    chip.wornPages = {5 * block / 512 + 1};
-    FlashMtd flash = opened(chip);
-    const FlashError erase = failureOf([&] { flash.erase(0, 5 * block); });
-    EXPECT_STREQ(erase.what(), "cannot erase 4096 bytes at 4096 of /dev/mtd9: Input/output error (block 2)");
-    ASSERT_EQ(erase.wornBlock(), block);
-    flash.retire(*erase.wornBlock()); // and the next, which does not work either
-    EXPECT_THAT(chip.badBlocks, ElementsAre(0, 2, 3));
-    EXPECT_EQ(flash.size(), 3 * block);
-    flash.erase(0, 3 * block);
-    EXPECT_EQ(failureOf([&] { put(flash, 0, pattern(3 * block)); }).wornBlock(), 2 * block);
-    EXPECT_EQ(chip.content().substr(0, 2 * block), pattern(2 * block));
-
-    SimulatedChip other = simulatedNor(2, block);
-    other.wornBlocks = {0};
-    FlashMtd nor = opened(other);
-    EXPECT_EQ(failureOf([&] { nor.erase(0, block); }).wornBlock(), std::nullopt);
-}
-
 TEST(FlashMtdTest, ReachesBeyondFourGibibytes) {
     SimulatedChip chip = nand(0);
     chip.eraseSize = 1 << 20;
@@ -150,18 +127,6 @@ TEST(FlashMtdTest, ReachesBeyondFourGibibytes) {
     EXPECT_EQ(get(flash, place, 6), "beyond");
     EXPECT_EQ(chip.contentOf(0).substr(0, 5), "below");
     EXPECT_EQ(chip.contentOf(4096).substr(0, 6), "beyond");
-}
-
-TEST(FlashMtdTest, WritesRamWithoutErasing) {
-    SimulatedChip chip = simulatedNor(2, block);
-    chip.type = MTD_RAM;
-    chip.flags = MTD_CAP_RAM;
-    FlashMtd flash = opened(chip);
-    put(flash, 0, pattern(2 * block));
-    flash.erase(0, 2 * block);
-    put(flash, 0, std::string(2 * block, 'r'));
-    EXPECT_EQ(get(flash, 0, 2 * block), std::string(2 * block, 'r'));
-    EXPECT_EQ(chip.erases, 0);
 }
 
 TEST(FlashMtdTest, RefusesWhatCannotBeWrittenOrAsked) {

@@ -129,7 +129,6 @@ int SimulatedMtd::ioctl(unsigned long request, void* argument) {
 
 int SimulatedMtd::erase(std::uint64_t start, std::uint64_t length) {
     const std::uint64_t number = start / _chip.eraseSize;
-    ++_chip.erases;
     if (start % _chip.eraseSize != 0 || length != _chip.eraseSize || start + length > _chip.size) {
         return fail(EINVAL);
     }
@@ -242,8 +241,7 @@ std::size_t SimulatedMtd::writeBytes(const char* bytes, std::size_t length, std:
     for (std::size_t i = 0; i < std::min(done + 1, length); ++i) {
         const int half = i < done ? 0 : static_cast<int>(_chip.power->dice(256));
         char& byte = block((offset + i) / _chip.eraseSize)[(offset + i) % _chip.eraseSize];
-        const bool isRam = (_chip.flags & MTD_NO_ERASE) != 0;
-        byte = static_cast<char>(isRam ? bytes[i] : byte & (bytes[i] | half));
+        byte = static_cast<char>(byte & (bytes[i] | half));
     }
     stopWithoutPower();
     return length;

@@ -35,7 +35,6 @@ struct SimulatedChip {
     std::map<std::uint64_t, std::string> blocks;
     std::set<std::uint64_t> writtenPages; // since they were erased
     std::set<std::uint64_t> tornPages;    // unreadable until they are erased
-    int erases = 0;                       // that were asked for
     std::uint32_t eccFailures = 0;
 
     bool isNand() const { return type == MTD_NANDFLASH || type == MTD_MLCNANDFLASH; }

@@ -2,19 +2,24 @@
 
 namespace lumo::tests {
 
-namespace {
+using InstallerTest = InstallTest;
 
-class InstallerTest : public InstallTest {};
-
-} // namespace
-
-TEST_F(InstallerTest, InstallsBothBlocksAndTellsHowFarItIs) {
-    support::writeFile(
-        (std::filesystem::create_directories(config.stateDir), config.stateDir + "/.lumo-0123456789abcdef"),
-        "left by a killed run");
-    EXPECT_EQ(install(usual()), STBFirmwareUpdater::UPDATE_DONE);
+TEST_F(InstallerTest, InstallsBothBlocksBetweenTheScriptsAndTellsHowFarItIs) {
+    const std::string leftover = config.stateDir + "/.lumo-0123456789abcdef";
+    std::filesystem::create_directories(config.stateDir);
+    support::writeFile(leftover, "left by a killed run");
+    flashes["kernel"].script.before = [this](const FlashCall&) {
+        EXPECT_THAT(listener.scripts, ElementsAre("begin 0", "end 0 0"));
+    };
+    const PackageBuilder package =
+        usual()
+            .script(PackageBuilder::When::After, "#!/bin/sh\necho after $LUMO_VERSION\nexit 3\n")
+            .script(PackageBuilder::When::Before, "#!/bin/sh\necho before $LUMO_DEVICE_ID\n");
+    EXPECT_EQ(install(package), STBFirmwareUpdater::UPDATE_DONE);
     expectInstalled("2.0");
-    EXPECT_FALSE(std::filesystem::exists(config.stateDir + "/.lumo-0123456789abcdef"));
+    EXPECT_FALSE(std::filesystem::exists(leftover));
+    EXPECT_THAT(listener.scripts, ElementsAre("begin 0", "end 0 0", "begin 1", "end 1 3"));
+    EXPECT_THAT(log(), testing::AllOf(HasSubstr("before BOX"), HasSubstr("after 2.0")));
     std::vector<std::string> finished;
     std::pair<std::string, double> last;
     for (const auto& step : listener.steps) {
@@ -28,6 +33,7 @@ TEST_F(InstallerTest, InstallsBothBlocksAndTellsHowFarItIs) {
     EXPECT_THAT(finished,
                 ElementsAre("kernel>kernel 0", "kernel>kernel 1", "kernel>kernel 2", "kernel>kernel 3",
                             "rootfs>rootfs 0", "rootfs>rootfs 1", "rootfs>rootfs 2", "rootfs>rootfs 3"));
+    flashes["kernel"].script.before = nullptr;
     EXPECT_EQ(install(usual()), STBFirmwareUpdater::UPDATE_NOT_NEEDED);
 }
 
@@ -39,11 +45,12 @@ TEST_F(InstallerTest, RewritesOnlyEraseBlocksThatDiffer) {
         install(usual(), true);
         expectInstalled("2.0");
         flashes["kernel"].script.calls.clear();
-        std::map<std::uint64_t, std::string>& blocks = flashes["kernel"].chip.blocks;
-        blocks[1][0] = static_cast<char>(~blocks[1][0]);
-        blocks[2][size - 1] = static_cast<char>(~blocks[2][size - 1]);
-        blocks[2][size / 2] = static_cast<char>(~blocks[2][size / 2]);
-        blocks[4][99] = static_cast<char>(~blocks[4][99]); // the last byte of the package's block
+        const std::size_t places[] = {size, 3 * size - 1, 2 * size + size / 2,
+                                      4 * size + 99}; // to the last byte
+        for (const std::size_t place : places) {
+            char& byte = flashes["kernel"].chip.blocks[place / size][place % size];
+            byte = static_cast<char>(~byte);
+        }
         EXPECT_EQ(install(usual()), STBFirmwareUpdater::UPDATE_DONE);
         expectInstalled("2.0");
         std::vector<std::uint64_t> erased;
@@ -124,20 +131,6 @@ TEST_F(InstallerTest, NeverRecordsSuccessForAPackageThatChangesMeanwhile) {
     EXPECT_THAT(log(),
                 HasSubstr("was changed after it was checked; the flash holds an unfinished installation"));
     EXPECT_EQ(record().state, State::Begun);
-}
-
-TEST_F(InstallerTest, RunsScriptsAroundTheInstallation) {
-    flashes["kernel"].script.before = [this](const FlashCall&) {
-        EXPECT_THAT(listener.scripts, ElementsAre("begin 0", "end 0 0"));
-    };
-    EXPECT_EQ(
-        install(usual()
-                    .script(PackageBuilder::When::After, "#!/bin/sh\necho after $LUMO_VERSION\nexit 3\n")
-                    .script(PackageBuilder::When::Before, "#!/bin/sh\necho before $LUMO_DEVICE_ID\n")),
-        STBFirmwareUpdater::UPDATE_DONE);
-    EXPECT_THAT(listener.scripts, ElementsAre("begin 0", "end 0 0", "begin 1", "end 1 3"));
-    EXPECT_THAT(log(), testing::AllOf(HasSubstr("before BOX"), HasSubstr("after 2.0")));
-    expectInstalled("2.0");
 }
 
 } // namespace lumo::tests
