@@ -158,19 +158,6 @@ TEST(BlitTest, ClippedBlitsShowWhatWholeOnesShow) {
     }
 }
 
-TEST(BlitTest, StretchingInterpolatesWithinTheSourceRectangle) {
-    const auto source = makeSurface(4, 1);
-    source->simpleFill(0xFFFF0000U); // red must not come in
-    word(*source, 1, 0) = 0xFF000000U;
-    word(*source, 2, 0) = 0xFF0000FFU;
-    const auto onto = makeSurface(64, 8);
-    ASSERT_EQ(blit(request(source.get(), {1, 0, 2, 1}, onto.get(), {0, 0, 64, 8})), 0);
-    forEachPixel(*onto, [&](int x, int y) {
-        EXPECT_EQ(word(*onto, x, y) & 0xFFFFFF00U, 0xFF000000U);
-        EXPECT_NEAR(channel(word(*onto, x, y), 0), std::clamp((x - 15.5) * 8, 0.0, 255.0), 5);
-    });
-}
-
 TEST(BlitTest, SurfaceOntoItselfReadsTheOldPixels) {
     const auto surface = makeSurface(6, 6);
     forEachPixel(*surface, [&](int x, int y) { word(*surface, x, y) = 0xFF000000U | unsigned(y * 6 + x); });
