@@ -65,8 +65,6 @@ public:
 
     std::string url(const std::string& path) const;
 
-    std::uint16_t port() const { return _port; }
-
     std::vector<Request> requests() const;
     // Bytes of bodies that the kernel took for sending. Its buffers hold some hundred KiB of them.
     std::uint64_t bytesSent() const;

@@ -125,33 +125,6 @@ TEST_F(CheckTest, SaysWhyThereIsNoOffer) {
     EXPECT_THAT(log.takeProblem(), HasSubstr("\"../../secret\" is not a valid update type"));
 }
 
-TEST_F(CheckTest, ReadsAServerThatIsAFolder) {
-    const std::filesystem::path channels = folder.path() / "srv" / "BOX";
-    std::filesystem::create_directories(channels);
-    config.server = "file://" + folder.file("srv");
-    log.use(config);
-    writeFile(channels / "default.json", channelFile("3.0"));
-    ASSERT_EQ(mkfifo((channels / "pipe.json").c_str(), 0600), 0);
-    EXPECT_EQ(check().details.at("url"), "file://" + (channels / "p.bin").string());
-    EXPECT_EQ(check("missing").status, 2);
-    EXPECT_EQ(check("pipe").status, 4);
-    EXPECT_EQ(log.takeProblems().size(), 2u);
-}
-
-TEST_F(CheckTest, RemembersWhereTheLastCheckLed) {
-    serve([](const Request& request, std::size_t number) {
-        return request.path == "/lumo/BOX/moved.json" ? redirectTo("/cdn/x.json")
-               : number < 3                           ? answer(200, channelFile("1.0"))
-                                                      : answer(500);
-    });
-    EXPECT_EQ(urlFor("moved"), server->url("/cdn/p.bin"));
-    EXPECT_EQ(check("checked").status, 1);
-    EXPECT_EQ(urlFor("checked"), server->url("/lumo/BOX/p.bin"));
-    EXPECT_EQ(server->requests().size(), 3u);
-    EXPECT_EQ(urlFor("other"), "");
-    EXPECT_THAT(log.takeProblem(), HasSubstr("other.json: HTTP status 500"));
-}
-
 TEST_F(CheckTest, ShowsThePasswordOfTheServerToTheServerOnly) {
     const std::string package = packageOf(100).build();
     serve([&](const Request& request, std::size_t) {
@@ -167,6 +140,22 @@ TEST_F(CheckTest, ShowsThePasswordOfTheServerToTheServerOnly) {
         EXPECT_EQ(request.header("authorization"), "Basic dXNlcjpzZWNyZXQ=") << request.path;
     }
     EXPECT_THAT(log.messages(), testing::Each(testing::Not(HasSubstr("secret"))));
+}
+
+TEST_F(CheckTest, ReadsAServerThatIsAFolderAndRemembersWhereItLed) {
+    const std::filesystem::path channels = folder.path() / "srv" / "BOX";
+    std::filesystem::create_directories(channels);
+    config.server = "file://" + folder.file("srv");
+    log.use(config);
+    writeFile(channels / "default.json", channelFile("3.0"));
+    ASSERT_EQ(mkfifo((channels / "pipe.json").c_str(), 0600), 0);
+    EXPECT_EQ(check().status, 1);
+    std::filesystem::remove(channels / "default.json");
+    EXPECT_EQ(urlFor(""), "file://" + (channels / "p.bin").string());
+    EXPECT_EQ(check("missing").status, 2);
+    EXPECT_EQ(check("pipe").status, 4);
+    EXPECT_EQ(urlFor("other"), "");
+    EXPECT_EQ(log.takeProblems().size(), 3u);
 }
 
 TEST_F(CheckTest, WantsTheTypeThatLedToThePackage) {
