@@ -123,8 +123,7 @@ TEST_F(TranslatorLoad, SetupTakesTheStoredLanguageElseTheFallback) {
                             logLine(1, "Can't open file " + languageFile(longest) + ".txt for language \"" +
                                            longest + "\""),
                             logLine(3, "Loading fallback language: ee"), legacyAttempt));
-    EXPECT_FALSE(translator->loadSetupLanguageFile(""));
-    EXPECT_FALSE(translator->loadLanguageFile(""));
+    EXPECT_FALSE(translator->loadSetupLanguageFile("") || translator->loadLanguageFile(""));
 }
 
 TEST_F(TranslatorLoad, FormatIsChosenByThePathAnywhereInItThenByWhatIsThere) {

@@ -49,7 +49,6 @@ TEST_F(FontTextTest, WrapsAtSpacesAndBreaks) {
         int width;
         Lines lines;
     } cases[] = {
-        {"aa bb cc", 45, {"aa ", "bb ", "cc"}},
         {"aa bb cc", 70, {"aa bb ", "cc"}},
         {"aa bb", 59, {"aa ", "bb"}}, // the room for one more space is missing
         {"wwww aa", 45, {"", "wwww ", "aa"}},
