@@ -63,7 +63,7 @@ protected:
         std::filesystem::create_directories(folder);
         lumo::writePngFile(folder + "/" + name + ".png",
                            {reinterpret_cast<const unsigned char*>(words.data()), width, height, width * 4,
-                            STB_PIXEL_ARGB8888, false});
+                            STB_PIXEL_ARGB8888, false, true});
     }
 
     Words drawInSoftware(const gallery::Scene& scene) {
