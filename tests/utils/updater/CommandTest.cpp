@@ -197,6 +197,7 @@ TEST_F(CommandTest, TakesOptionsWhereverTheyStand) {
              {{"-c", "4294967297"}, "check '' '' " + std::to_string(INT_MAX)},
              {{url, "-f", "http://s/second.bin"}, "up\n" + opened(url, "").substr(0, 60)},
              {{url, "-f"}, "update, forced\n"},
+             {{url, "-e"}, "open 30\nout: Updater: Extract requested\npackage released\n"},
              {{"", "-t", "beta"}, "up\nlocation 'beta' ''\n"}, // without a check
              {{"--", "-f"}, "package -f\n"}}) {
         EXPECT_THAT(run(arguments), HasSubstr(event));
