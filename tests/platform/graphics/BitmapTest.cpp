@@ -161,4 +161,15 @@ TEST_F(BitmapTest, WhatIsNoWholePictureIsRefusedWithALine) {
     EXPECT_EQ(STBBitmap::makeRGBA8888FromRawData(65536, 65536, Bytes(4).data()), nullptr);
 }
 
+TEST_F(BitmapTest, RawPixelsAreCopiedAndConverted) {
+    const Bytes pixels = {1, 2, 3, 4, 5, 6, 7, 8};
+    const std::unique_ptr<STBBitmap> raw(STBBitmap::makeRGBA8888FromRawData(2, 1, pixels.data()));
+    const std::unique_ptr<STBBitmap> coverage(STBBitmap::compressBitmap(raw.get(), STB_PIXEL_ALPHA8));
+    const std::unique_ptr<STBBitmap> opaque(STBBitmap::compressBitmap(raw.get(), STB_PIXEL_RGBA8888_OPAQUE));
+    ASSERT_TRUE(coverage && opaque);
+    EXPECT_EQ(pixelsOf(*coverage), (Bytes{4, 8}));
+    EXPECT_EQ(pixelsOf(*opaque), (Bytes{1, 2, 3, 255, 5, 6, 7, 255}));
+    EXPECT_EQ(STBBitmap::compressBitmap(coverage.get(), STB_PIXEL_RGBA8888_OPAQUE), nullptr);
+}
+
 } // namespace
