@@ -44,7 +44,11 @@ if [ -e current.bin ]; then
     report finished.txt
 fi
 sync
-echo "box: begin $(cut -d' ' -f1 /proc/uptime)" >begun
+# The power goes between here, where the package has been checked, and the end.
+{
+    until grep -qsE 'Block rootfs for rootfs|Update finished' next.log; do usleep 20000; done
+    echo "box: begin $(cut -d' ' -f1 /proc/uptime)" >begun
+} &
 install /mnt/next.bin next.log
 echo "box: end $(cut -d' ' -f1 /proc/uptime)" >>begun
 report next.txt
