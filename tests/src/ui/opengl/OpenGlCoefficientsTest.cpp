@@ -1,6 +1,7 @@
 #include <cmath>
 
 #include "src/ui/system/AlphaAnimation.h"
+#include "src/ui/system/DelayAnimation.h"
 #include "src/ui/system/RelativeMoveAnimation.h"
 #include "src/ui/system/ScaleAnimation.h"
 #include "src/ui/system/SequenceAnimation.h"
@@ -49,6 +50,7 @@ TEST_F(OpenGlCoefficientsTest, AppliesEveryKindOfAnimation) {
         }
     };
     constexpr int ms = 100;
+    check(std::make_shared<DelayAnimation>(ms), square, square, square);
     check(std::make_shared<AlphaAnimation>(0.F, 1.F, ms), UIRect(), square, square, 128);
     check(std::make_shared<RelativeMoveAnimation>(0.F, 0.F, 40.F, 20.F, ms), square, UIRect(120, 70, 20, 20),
           UIRect(140, 80, 20, 20));
