@@ -29,7 +29,10 @@ std::size_t bytesPerPixel(STBPixelFormat format) {
 // Null when it has no pixels.
 std::unique_ptr<STBBitmap> makeBitmap(STBPixelFormat format, int width, int height) {
     std::unique_ptr<STBBitmap> bitmap(new (std::nothrow) STBBitmap(format, width, height));
-    return bitmap && bitmap->getMemoryPtr() != nullptr ? std::move(bitmap) : nullptr;
+    if (bitmap && bitmap->getMemoryPtr() == nullptr) {
+        bitmap.reset();
+    }
+    return bitmap;
 }
 
 } // namespace
@@ -83,7 +86,10 @@ STBBitmap* STBBitmap::decodeImageBuffer(const unsigned char* data, unsigned int 
 }
 
 STBBitmap* STBBitmap::makeRGBA8888FromRawData(int width, int height, const unsigned char* pixels) {
-    auto bitmap = pixels == nullptr ? nullptr : makeBitmap(STB_PIXEL_RGBA8888, width, height);
+    if (pixels == nullptr) {
+        return nullptr;
+    }
+    auto bitmap = makeBitmap(STB_PIXEL_RGBA8888, width, height);
     if (bitmap) {
         std::memcpy(bitmap->getMemoryPtr(), pixels, bitmap->getMemorySize());
     }
