@@ -2,25 +2,14 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
-#include "platform/STBLogger.h"
 #include "src/system/Translator.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
-// Formats what it is given, so that every text handed to the log is read.
-void STBLogger_log(const void*, const char*, int, int, const char*, const char* format, ...) {
-    char text[512];
-    std::va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-}
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const bool silent = freopen("/dev/null", "w", stdout) != nullptr;

@@ -1,9 +1,6 @@
 // Any sequence of recording calls with frames between them, balanced or not. FakeGl.cpp stands in for OpenGL.
-#include <cstdarg>
 #include <cstdint>
-#include <cstdio>
 
-#include "platform/STBLogger.h"
 #include "src/ui/system/TTF_Library.h"
 #include "tests/src/ui/TestFonts.h"
 #include "tests/support/ScreenPlayer.h"
@@ -42,14 +39,6 @@ std::shared_ptr<TTF_Font> font() {
 }
 
 } // namespace
-
-void STBLogger_log(const void*, const char*, int, int, const char*, const char* format, ...) {
-    char text[512];
-    std::va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-}
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const std::shared_ptr<TTF_Font> letters = font();
